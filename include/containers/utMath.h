@@ -1,0 +1,81 @@
+#ifndef PASKOSDA_CONTAINERS_UTMATH_H
+#define PASKOSDA_CONTAINERS_UTMATH_H
+
+#include <climits>
+#include <cmath>
+
+#include "paskosda_export.h"
+
+/// Static scalar functions of the utility layer, inline so that they round the same way in
+/// every translation unit.
+class PASKOSDA_EXPORT utMath {
+ public:
+  utMath() = delete;
+
+  static double abs(double x) noexcept { return std::fabs(x); }
+  /// |x|; INT_MIN, whose magnitude no int holds, comes back as INT_MIN (two's complement).
+  static int abs(int x) noexcept {
+    return x < 0 ? static_cast<int>(0u - static_cast<unsigned>(x)) : x;
+  }
+  /// x * x.
+  static double square(double x) noexcept { return x * x; }
+  /// Correctly rounded wherever it is computed, so it may stay inline.
+  static double sqrt(double x) noexcept { return std::sqrt(x); }
+  // The transcendental functions are out of line: inlined into a caller's translation unit,
+  // a constant argument could be folded at compile time to a value other than the run-time
+  // library's, and results would depend on the optimisation level.
+  static double sin(double x) noexcept;
+  static double cos(double x) noexcept;
+  static double sinh(double x) noexcept;
+  static double cosh(double x) noexcept;
+  static double atan2(double y, double x) noexcept;
+  static double pow(double x, double y) noexcept;
+
+  /// x to an integer power by repeated multiplication from the left, x * x * ... * x: 1.0 for
+  /// n = 0 and 1 / x^|n| for negative n. The product order is kept (not squaring) so that
+  /// results are those of the plain product.
+  static double pow(double x, int n) noexcept {
+    // The magnitude is taken unsigned: -INT_MIN does not fit an int.
+    const unsigned magnitude = n < 0 ? 0u - static_cast<unsigned>(n) : static_cast<unsigned>(n);
+    double p = 1.0;
+    if (magnitude > 0) {
+      p = x;
+      for (unsigned k = 1; k < magnitude; ++k)
+        p *= x;
+    }
+    return n < 0 ? 1.0 / p : p;
+  }
+
+  /// The binomial coefficient n over i as a double (0.0 unless 0 <= i <= n). Built by the
+  /// recurrence C(n, k) = C(n, k - 1) * (n - k + 1) / k over k up to min(i, n - i), whose
+  /// products and quotients are whole numbers: exact while they stay below 2^53.
+  static double n_choose_i(int n, int i) noexcept {
+    if (i < 0 || i > n) return 0.0;
+    const int k_max = i < n - i ? i : n - i;
+    double c = 1.0;
+    for (int k = 1; k <= k_max; ++k)
+      c = c * static_cast<double>(n - k + 1) / k;
+    return c;
+  }
+
+  static int min(int a, int b) noexcept { return a < b ? a : b; }
+  static int max(int a, int b) noexcept { return a > b ? a : b; }
+  /// a if a < b, else b.
+  static double min(double a, double b) noexcept { return a < b ? a : b; }
+  /// a if a > b, else b.
+  static double max(double a, double b) noexcept { return a > b ? a : b; }
+
+  /// 1.7976931348623157e308.
+  static constexpr double max_double() noexcept { return 1.7976931348623157e308; }
+  static constexpr int max_int() noexcept { return INT_MAX; }
+  /// 3.141592653589793.
+  static constexpr double pi() noexcept { return 3.141592653589793; }
+
+  /// 0 for x == 0.0 (either zero), -1 for x < 0.0, 1 otherwise (a NaN gives 1).
+  static int sign(double x) noexcept {
+    if (x == 0.0) return 0;
+    return x < 0.0 ? -1 : 1;
+  }
+};
+
+#endif  // PASKOSDA_CONTAINERS_UTMATH_H

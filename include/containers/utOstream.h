@@ -1,0 +1,57 @@
+#ifndef PASKOSDA_CONTAINERS_UTOSTREAM_H
+#define PASKOSDA_CONTAINERS_UTOSTREAM_H
+
+#include <ostream>
+#include <string>
+
+#include "paskosda_export.h"
+
+/// The character a nested `utOstream` indents with.
+enum utOstreamTab {
+  utOstreamTabSpaces = 0,  ///< `width` spaces per level
+  utOstreamTabTabs = 1     ///< one tab character per level
+};
+
+/// An indenting output stream over a std::ostream. Every line written through it starts with
+/// its indentation; nested streams (made from a parent) write through the same std::ostream
+/// one or more levels deeper. A nested stream must not outlive its parent.
+class PASKOSDA_EXPORT utOstream {
+ public:
+  /// A top-level stream on `os` whose lines are indented by `level * width` spaces.
+  utOstream(std::ostream& os, int level, int width) noexcept;
+  /// A stream writing through `parent`, `levels` levels deeper. `width` is the number of
+  /// spaces per level, 0 meaning the parent's; `tab` chooses spaces or tab characters.
+  utOstream(utOstreamTab tab, const utOstream& parent, int levels, int width) noexcept;
+  utOstream(const utOstream&) = delete;
+  utOstream& operator=(const utOstream&) = delete;
+  ~utOstream() = default;
+
+  utOstream& operator<<(double x);
+  utOstream& operator<<(int x);
+  utOstream& operator<<(long x);
+  utOstream& operator<<(unsigned long x);
+  utOstream& operator<<(char c);
+  /// Writes the text; each '\n' in it ends a line, so the next character is indented.
+  utOstream& operator<<(const char* text);
+  utOstream& operator<<(const std::string& text);
+  /// Stream manipulators such as std::endl; std::endl also ends the line.
+  utOstream& operator<<(std::ostream& (*manipulator)(std::ostream&));
+  utOstream& operator<<(std::ios_base& (*manipulator)(std::ios_base&));
+
+  /// The underlying standard stream (format flags and precision live there).
+  std::ostream& get_ostream() const noexcept { return *os_; }
+
+ private:
+  void indent_if_at_line_start();
+
+  std::ostream* os_;
+  // Whether the next character starts a line. Shared by a stream and every stream nested in
+  // it, since they all write the same lines.
+  bool* at_line_start_;
+  bool own_line_start_ = true;
+  int level_;
+  int width_;
+  utOstreamTab tab_;
+};
+
+#endif  // PASKOSDA_CONTAINERS_UTOSTREAM_H

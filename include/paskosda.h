@@ -1,0 +1,23 @@
+#ifndef PASKOSDA_H
+#define PASKOSDA_H
+
+/// Everything paskosda offers, in one include.
+
+// Containers and utilities
+#include "containers/coBufferGuard.h"
+#include "containers/coDynArr.h"
+#include "containers/coPageArr.h"
+#include "containers/coQuickSort.h"
+#include "containers/doublecoDynArr2D.h"
+#include "containers/utMath.h"
+#include "containers/utOstream.h"
+#include "containers/utTags.h"
+#include "containers/ut_numeric_cast.h"
+
+// Dense linear algebra
+#include "linalg/mlMath.h"
+#include "linalg/mlQuickSortDynArrInt.h"
+#include "linalg/mlRandom.h"
+#include "linalg/mlStats.h"
+
+#endif  // PASKOSDA_H

@@ -1,0 +1,44 @@
+#include "linalg/mlMath.h"
+
+namespace {
+// What the circular derivatives return for negative orders that are not multiples of 4.
+constexpr double kNegativeOrder = -666.6;
+}  // namespace
+
+double mlMath::cos_derivative(int n, double x) noexcept {
+  switch (n % 4) {
+    case 0:
+      return std::cos(x);
+    case 1:
+      return -std::sin(x);
+    case 2:
+      return -std::cos(x);
+    case 3:
+      return std::sin(x);
+    default:
+      return kNegativeOrder;
+  }
+}
+
+double mlMath::sin_derivative(int n, double x) noexcept {
+  switch (n % 4) {
+    case 0:
+      return std::sin(x);
+    case 1:
+      return std::cos(x);
+    case 2:
+      return -std::sin(x);
+    case 3:
+      return -std::cos(x);
+    default:
+      return kNegativeOrder;
+  }
+}
+
+double mlMath::cosh_derivative(int n, double x) noexcept {
+  return n % 2 != 0 ? std::sinh(x) : std::cosh(x);
+}
+
+double mlMath::sinh_derivative(int n, double x) noexcept {
+  return n % 2 != 0 ? std::cosh(x) : std::sinh(x);
+}
