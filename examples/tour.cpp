@@ -65,10 +65,49 @@ void arrays_and_scalar_helpers() {
             << " (exact: 0.5 and " << 1.0 / 12.0 << ")\n";
 }
 
+void vectors_and_matrices() {
+  section("Vectors, slices and matrices");
+
+  // A 3x3 matrix read row by row; rows, columns and the diagonal are views of its storage.
+  const double elements[] = {4, -2, 1, -2, 4, -2, 1, -2, 4};
+  mlMatrix a(utConvert, elements, 3, 3);
+  std::cout << "A =\n" << a;
+  std::cout << "row 1 " << a.row(1) << ", column 2 " << a.col(2) << ", diagonal " << a.diagonal()
+            << "\n";
+
+  mlVector x(mlVectorZero, 3);
+  x[0] = 1.0;
+  x[1] = 2.0;
+  x[2] = 3.0;
+  const mlVector ax(mlMatrixProduct, a, x);
+  std::cout << "x = " << x << "A x = " << ax;
+  std::cout << "x . Ax = " << scalar_product(x, ax) << ", |x| = " << x.modulus() << "\n";
+
+  const mlMatrix a2(mlMatrixProduct, a, a);
+  std::cout << "A squared =\n" << a2;
+  const mlMatrix h(mlMatrixHilbert, 4);
+  std::cout << "the 4x4 Hilbert matrix =\n" << h;
+
+  mlRange range;
+  for (int i = 0; i < ax.dimension(); ++i) range.merge(ax[i]);
+  std::cout << "A x spans [" << range.min() << ", " << range.max() << "]; 5 sits at "
+            << range.position_in_range(5.0) << " of the way\n";
+
+  // Tiny vectors: fixed-size points and directions, no allocation.
+  const mlTinyVector3 u(1, 0, 0), v(0.6, 0.8, 0);
+  mlTinyVector3 normal;
+  normal.vector_product(u, v);
+  mlTinyVector3 halfway;
+  halfway.interpolate(u, v, 0.5);
+  std::cout << "u x v = " << normal << ", halfway " << halfway << ", |halfway| "
+            << halfway.modulus() << "\n";
+}
+
 }  // namespace
 
 int main() {
   std::cout << "paskosda tour\n";
   arrays_and_scalar_helpers();
+  vectors_and_matrices();
   return 0;
 }

@@ -16,8 +16,13 @@
 
 // Dense linear algebra
 #include "linalg/mlMath.h"
+#include "linalg/mlMatrix.h"
 #include "linalg/mlQuickSortDynArrInt.h"
 #include "linalg/mlRandom.h"
+#include "linalg/mlRange.h"
+#include "linalg/mlSlice.h"
 #include "linalg/mlStats.h"
+#include "linalg/mlTinyVector.h"
+#include "linalg/mlVector.h"
 
 #endif  // PASKOSDA_H

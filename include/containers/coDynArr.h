@@ -68,6 +68,16 @@ class coDynArr {
   }
   /// A deep copy of the other array's used elements.
   coDynArr(utCopyTag, const coDynArr& other) { become(utCopy, other); }
+  /// Takes over the other array's buffer, leaving it empty (with its increment).
+  coDynArr(coDynArr&& other) noexcept
+      : data_(other.data_),
+        allocated_(other.allocated_),
+        used_(other.used_),
+        increment_(other.increment_) {
+    other.data_ = nullptr;
+    other.allocated_ = 0;
+    other.used_ = 0;
+  }
   coDynArr(const coDynArr&) = delete;
   coDynArr& operator=(const coDynArr&) = delete;
   ~coDynArr() { release_buffer(); }
