@@ -25,4 +25,8 @@
 #include "linalg/mlTinyVector.h"
 #include "linalg/mlVector.h"
 
+// Roots and polynomials
+#include "roots/mlPolynomial.h"
+#include "roots/mlTinyVectorPolynomial.h"
+
 #endif  // PASKOSDA_H
