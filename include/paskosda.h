@@ -27,6 +27,7 @@
 
 // Roots and polynomials
 #include "roots/mlPolynomial.h"
+#include "roots/mlRootSolve.h"
 #include "roots/mlTinyVectorPolynomial.h"
 
 #endif  // PASKOSDA_H
