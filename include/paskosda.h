@@ -25,6 +25,16 @@
 #include "linalg/mlTinyVector.h"
 #include "linalg/mlVector.h"
 
+// Functions and calculus
+#include "functions/mlCachedFunctionN.h"
+#include "functions/mlFunction.h"
+#include "functions/mlFunctionApproxDeriv.h"
+#include "functions/mlFunctionValue.h"
+#include "functions/mlIntegrate.h"
+#include "functions/mlLineOnFunction2.h"
+#include "functions/mlLineOnFunctionN1.h"
+#include "functions/mlSquaredLengthFunc2.h"
+
 // Roots and polynomials
 #include "roots/mlPolynomial.h"
 #include "roots/mlRootSolve.h"
