@@ -1,5 +1,6 @@
 #include "roots/mlRootSolve.h"
 
+#include <cfloat>
 #include <cmath>
 
 namespace {
@@ -57,6 +58,34 @@ class SortedRoots {
   double r_[5] = {0.0, 0.0, 0.0, 0.0, 0.0};
   int n_ = 0;
 };
+
+// One Newton step from x: the value and then the first derivative are always evaluated (also
+// when the value is 0). A zero value keeps x (step 0); a zero derivative fails and leaves the
+// new point at DBL_MAX.
+struct NewtonStep {
+  NewtonStep(const mlFunction& f, double x) noexcept
+      : fx(f.function(x)), derivative(f.function_derivative(1, x)) {
+    if (fx == 0.0) {
+      next = x;
+    } else if (derivative == 0.0) {
+      failed = true;
+      next = DBL_MAX;
+    } else {
+      dx = fx / derivative;
+      next = x - dx;
+    }
+  }
+  double fx;
+  double derivative;
+  double dx = 0.0;
+  double next = 0.0;
+  bool failed = false;
+};
+
+// The secant through the bracket ends.
+double false_position(double a, double fa, double b, double fb) noexcept {
+  return (fa * b - fb * a) / (fa - fb);
+}
 
 }  // namespace
 
@@ -215,4 +244,113 @@ mlRootType mlRootSolve::quartic_solve(double a, double b, double c, double d, do
   }
   roots.write(r1, r2, r3, r4);
   return static_cast<mlRootType>(roots.count());
+}
+
+double mlRootSolve::newton_raphson(const mlFunction& f, double x, double tol, int& ok,
+                                   int max_iter) noexcept {
+  ok = 1;
+  if (max_iter < 1) {
+    ok = 0;
+    return x;
+  }
+  for (int i = 1; i <= max_iter; ++i) {
+    const NewtonStep step(f, x);
+    x = step.next;
+    if (step.failed) {
+      ok = 0;
+      return x;
+    }
+    if (x <= f.t_min()) {
+      x = f.t_min();
+      const double fx = f.function(x);
+      if (f.function_derivative(1, x) * fx > 0.0) {
+        ok = 0;
+        return x;
+      }
+      continue;
+    }
+    if (x >= f.t_max()) {
+      x = f.t_max();
+      const double fx = f.function(x);
+      if (f.function_derivative(1, x) * fx < 0.0) {
+        ok = 0;
+        return x;
+      }
+      continue;
+    }
+    if (step.fx == 0.0 || std::fabs(step.dx) < tol) return x;
+  }
+  ok = 0;
+  return x;
+}
+
+double mlRootSolve::newton_raphson(const mlFunction& f, double a, double b, double tol, int& ok,
+                                   int max_iter) noexcept {
+  ok = 1;
+  double fa = f.function(a);
+  if (std::fabs(fa) <= tol) return a;
+  double fb = f.function(b);
+  if (std::fabs(fb) <= tol) return b;
+  double x = false_position(a, fa, b, fb);
+  if (max_iter < 1) {
+    ok = 0;
+    return x;
+  }
+  for (int i = 1; i <= max_iter; ++i) {
+    const NewtonStep step(f, x);
+    const double fx = step.fx;
+    if (fx == 0.0) return x;
+    bool use_false_position = std::fabs(step.derivative) < tol || step.failed;
+    if (!use_false_position) {
+      // The point before the step is returned: the step itself is already below tol.
+      if (std::fabs(step.dx) < tol) return x;
+      use_false_position = (fx * fa < 0.0 && (step.dx < 0.0 || step.next < a)) ||
+                           (fx * fb < 0.0 && (step.dx > 0.0 || step.next > b));
+    }
+    if (!use_false_position) {
+      x = step.next;
+      continue;
+    }
+    if (fx * fa < 0.0) {
+      b = x;
+      fb = fx;
+    } else {
+      a = x;
+      fa = fx;
+    }
+    x = false_position(a, fa, b, fb);
+    // Signed on purpose: the bracket is expected to run from a up to b.
+    if (b - a < tol) return x;
+  }
+  ok = 0;
+  return x;
+}
+
+double mlRootSolve::regula_falsi(const mlFunction& f, double a, double b, double tol, int& ok,
+                                 int max_iter) noexcept {
+  ok = 1;
+  double fa = f.function(a);
+  if (std::fabs(fa) <= tol) return a;
+  double fb = f.function(b);
+  if (std::fabs(fb) <= tol) return b;
+  double previous = f.function(a);
+  double x = a;
+  double fx = previous;
+  for (int i = 1; i <= max_iter; ++i) {
+    if (fx == 0.0 || std::fabs(b - a) <= tol) return x;
+    x = false_position(a, fa, b, fb);
+    fx = f.function(x);
+    if (fx * fa > 0.0) {
+      a = x;
+      fa = fx;
+      if (fx * previous > 0.0) fb = 0.5 * fb;
+    } else {
+      b = x;
+      fb = fx;
+      if (fx * previous > 0.0) fa = 0.5 * fa;
+    }
+    previous = fx;
+  }
+  ok = std::fabs(b - a) <= tol ? 1 : 0;
+  return x;
 }

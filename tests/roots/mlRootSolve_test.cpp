@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "linalg/mlRandom.h"
+#include "support/counting_functions.h"
 
 namespace {
 
@@ -137,6 +138,94 @@ TEST(mlRootSolve, QuarticCases) {
   EXPECT_EQ(r.count, 2);
   EXPECT_NEAR(r.r[0], -1.0, 1e-10);
   EXPECT_NEAR(r.r[1], 0.5, 1e-10);
+}
+
+}  // namespace
+
+namespace {
+
+using paskosda_test::Call;
+using paskosda_test::CountingFunction;
+
+TEST(mlRootSolve, NewtonEvaluatesValueThenSlopeEveryStep) {
+  const CountingFunction f([](double t) { return t * t - 2.0; },
+                           [](int, double t) { return 2.0 * t; });
+  int ok = 0;
+  const double root = mlRootSolve::newton_raphson(f, 1.0, 1e-12, ok, 20);
+  EXPECT_EQ(ok, 1);
+  EXPECT_NEAR(root, std::sqrt(2.0), 1e-15);
+  ASSERT_EQ(f.calls.size() % 2, 0u);
+  double x = 1.0;
+  for (size_t k = 0; k < f.calls.size(); k += 2) {
+    EXPECT_EQ(f.calls[k], (Call{0, {}, {x}}));
+    EXPECT_EQ(f.calls[k + 1], (Call{1, {}, {x}}));
+    x = x - (x * x - 2.0) / (2.0 * x);
+  }
+  EXPECT_EQ(root, x);
+
+  // A flat start fails with DBL_MAX, deliberately.
+  const CountingFunction flat([](double t) { return t * t + 1.0; },
+                              [](int, double t) { return 2.0 * t; });
+  EXPECT_EQ(mlRootSolve::newton_raphson(flat, 0.0, 1e-12, ok, 20), 1.7976931348623157e308);
+  EXPECT_EQ(ok, 0);
+  EXPECT_EQ(mlRootSolve::newton_raphson(flat, 0.5, 1e-12, ok, 0), 0.5);
+  EXPECT_EQ(ok, 0);
+  EXPECT_EQ(flat.calls.size(), 2u);  // no iteration at all with max_iter 0
+  mlRootSolve::newton_raphson(flat, 0.5, 1e-12, ok, 3);
+  EXPECT_EQ(ok, 0);  // x^2 + 1 has no root: the iteration limit runs out
+}
+
+TEST(mlRootSolve, NewtonClampsToTheDomain) {
+  // From 0.5 the first step overshoots past 10: clamped there, re-evaluated, and continued
+  // because the next step points back inside.
+  const CountingFunction cube([](double t) { return t * t * t - 8.0; },
+                              [](int, double t) { return 3.0 * t * t; }, 1.9, 10.0);
+  int ok = 0;
+  const double root = mlRootSolve::newton_raphson(cube, 0.5, 1e-13, ok, 50);
+  EXPECT_EQ(ok, 1);
+  EXPECT_NEAR(root, 2.0, 1e-14);
+  EXPECT_EQ(cube.calls[2], (Call{0, {}, {10.0}}));
+  EXPECT_EQ(cube.calls[3], (Call{1, {}, {10.0}}));
+  EXPECT_EQ(cube.calls[4], (Call{0, {}, {10.0}}));  // the next iteration starts at the clamp
+
+  // A root outside the domain: clamped to the end, where the next step would leave again.
+  const CountingFunction line([](double t) { return t - 5.0; }, [](int, double) { return 1.0; },
+                              0.0, 3.0);
+  EXPECT_EQ(mlRootSolve::newton_raphson(line, 1.0, 1e-12, ok, 20), 3.0);
+  EXPECT_EQ(ok, 0);
+}
+
+TEST(mlRootSolve, BracketedNewtonAndRegulaFalsi) {
+  const CountingFunction f([](double t) { return std::cos(t) - t; },
+                           [](int, double t) { return -std::sin(t) - 1.0; });
+  const double dottie = 0.7390851332151607;
+  int ok = 0;
+  EXPECT_NEAR(mlRootSolve::newton_raphson(f, 0.0, 1.0, 1e-12, ok, 50), dottie, 1e-12);
+  EXPECT_EQ(ok, 1);
+  f.calls.clear();
+  EXPECT_NEAR(mlRootSolve::regula_falsi(f, 0.0, 1.0, 1e-12, ok, 100), dottie, 1e-12);
+  EXPECT_EQ(ok, 1);
+  // f(a), f(b), then f(a) again as the previous value.
+  EXPECT_EQ(f.calls[0], (Call{0, {}, {0.0}}));
+  EXPECT_EQ(f.calls[1], (Call{0, {}, {1.0}}));
+  EXPECT_EQ(f.calls[2], (Call{0, {}, {0.0}}));
+
+  // An end already within tol of a root is returned without iterating.
+  const CountingFunction near_root([](double t) { return t - 1e-13; });
+  EXPECT_EQ(mlRootSolve::newton_raphson(near_root, 0.0, 1.0, 1e-12, ok, 50), 0.0);
+  EXPECT_EQ(mlRootSolve::regula_falsi(near_root, 2.0, 0.0, 1e-12, ok, 50), 0.0);
+  EXPECT_EQ(ok, 1);
+
+  // No iterations: regula falsi returns a, successful only for a bracket within tol.
+  const CountingFunction cubic([](double t) { return (t * t - 2.0) * t - 5.0; });
+  EXPECT_EQ(mlRootSolve::regula_falsi(cubic, 2.0, 3.0, 1e-12, ok, 0), 2.0);
+  EXPECT_EQ(ok, 0);
+  EXPECT_EQ(mlRootSolve::regula_falsi(cubic, 2.0, 2.0 + 1e-13, 1e-12, ok, 0), 2.0);
+  EXPECT_EQ(ok, 1);
+  // The Illinois halving keeps false position from stalling at one end.
+  const double root = mlRootSolve::regula_falsi(cubic, 2.0, 3.0, 1e-12, ok, 100);
+  EXPECT_EQ(ok, 1);
+  EXPECT_NEAR(root, 2.0945514815423265, 1e-12);
 }
 
 }  // namespace
