@@ -181,12 +181,56 @@ void functions_section() {
   std::cout.precision(precision);
 }
 
+void svd_section() {
+  section("Singular value decomposition and least squares");
+
+  // Fit y = c0 + c1 t + c2 t^2 to six measurements: six equations, three unknowns.
+  const double t[] = {0, 1, 2, 3, 4, 5};
+  const double y[] = {1.1, 1.9, 5.2, 10.1, 16.8, 26.0};
+  mlMatrix a(6, 3);
+  mlVector b(mlVectorDim, 6);
+  for (int i = 0; i < 6; ++i) {
+    a(i, 0) = 1.0;
+    a(i, 1) = t[i];
+    a(i, 2) = t[i] * t[i];
+    b[i] = y[i];
+  }
+  const mlSingularValueDecomposition svd(a);
+  std::cout << "A = U diag(s) V^T with s = " << svd.diagonal();
+  std::cout << "rank at tolerance 1e-7: " << svd.rank(1e-7) << "\n";
+
+  // The pseudo-inverse gives the least-squares solution.
+  mlVector c;
+  svd.solve(b, c);
+  std::cout << "least-squares coefficients c0, c1, c2: " << c;
+  mlVector fitted(mlMatrixProduct, a, c);
+  fitted -= b;
+  std::cout << "residual norm: " << fitted.modulus() << "\n";
+
+  // Add a column that repeats t: the matrix loses rank, and the pseudo-inverse returns the
+  // solution of least norm, sharing the slope between the two equal columns.
+  mlMatrix redundant(6, 4);
+  for (int i = 0; i < 6; ++i) {
+    for (int j = 0; j < 3; ++j)
+      redundant(i, j) = a(i, j);
+    redundant(i, 3) = t[i];
+  }
+  const mlSingularValueDecomposition deficient(redundant);
+  std::cout << "with a repeated column, s = " << deficient.diagonal();
+  std::cout << "rank " << deficient.rank(1e-7) << ", singular: " << deficient.is_singular(1e-7)
+            << "\n";
+  mlVector d;
+  deficient.solve(b, d);
+  std::cout << "minimum-norm coefficients: " << d;
+}
+
 }  // namespace
 
 int main() {
   std::cout << "paskosda tour\n";
   arrays_and_scalar_helpers();
   vectors_and_matrices();
+  svd_section();
   functions_section();
   return 0;
 }

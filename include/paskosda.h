@@ -25,6 +25,10 @@
 #include "linalg/mlTinyVector.h"
 #include "linalg/mlVector.h"
 
+// Matrix decompositions
+#include "decomp/mlFortranMatrix.h"
+#include "decomp/mlSingularValueDecomposition.h"
+
 // Functions and calculus
 #include "functions/mlCachedFunctionN.h"
 #include "functions/mlFunction.h"

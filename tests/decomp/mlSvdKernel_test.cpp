@@ -1,0 +1,59 @@
+#include "../../src/decomp/mlSvdKernel.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <vector>
+
+#include "linalg/mlRandom.h"
+#include "support/test_support.h"
+
+namespace {
+
+using paskosda_detail::svd_reflect_columns;
+using paskosda_test::same_bits;
+
+// The plain loop: per column, a sequential dot product from 0.0, then y += t h unless t = 0.
+void literal_reflect_columns(int len, const double* h, double* c, std::ptrdiff_t ld, int ncols) {
+  for (int j = 0; j < ncols; ++j) {
+    double* cj = c + ld * j;
+    double dot = 0.0;
+    for (int i = 0; i < len; ++i)
+      dot += h[i] * cj[i];
+    const double t = -dot / h[0];
+    if (t == 0.0) continue;
+    for (int i = 0; i < len; ++i)
+      cj[i] = cj[i] + t * h[i];
+  }
+}
+
+TEST(mlSvdKernel, ReflectsColumnsWithTheBitsOfThePlainLoop) {
+  mlRandom random(4242);
+  const int lengths[] = {1, 2, 3, 5, 7, 8, 13, 64, 101};
+  for (int len : lengths) {
+    for (int ncols = 0; ncols <= 19; ++ncols) {
+      const std::ptrdiff_t ld = len + 3;  // padding between columns must stay untouched
+      std::vector<double> h(len);
+      for (double& x : h)
+        x = random.uniform(-1.0, 1.0) * std::pow(10.0, random.integer(9) - 4);
+      h[0] = 1.0 + std::fabs(h[0]);
+      std::vector<double> c(static_cast<std::size_t>(ld) * (ncols + 1), -7.25e7);
+      for (int j = 0; j < ncols; ++j) {
+        for (int i = 0; i < len; ++i)
+          c[ld * j + i] = random.uniform(-1.0, 1.0) * std::pow(10.0, random.integer(9) - 4);
+      }
+      // A column orthogonal to h holding signed zeros: a zero factor must leave it as it is.
+      if (ncols > 2) {
+        for (int i = 0; i < len; ++i)
+          c[ld * 2 + i] = -0.0;
+      }
+      std::vector<double> expected = c;
+      literal_reflect_columns(len, h.data(), expected.data(), ld, ncols);
+      svd_reflect_columns(len, h.data(), c.data(), ld, ncols);
+      EXPECT_TRUE(same_bits(c.data(), expected.data(), static_cast<int>(c.size())))
+          << "len " << len << " columns " << ncols;
+    }
+  }
+}
+
+}  // namespace
