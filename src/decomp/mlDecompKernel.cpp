@@ -1,0 +1,870 @@
+#include "mlDecompKernel.h"
+
+#include <algorithm>
+#include <climits>
+#include <cmath>
+#include <cstddef>
+#include <cstring>
+
+// How the order is kept.
+//
+// LU. The elimination is defined step by step: at step k every element (i, j) below and to the
+// right of the pivot takes a(i, j) - a(i, k) * a(k, j), the product rounded by itself. So each
+// element receives its subtractions in ascending k, and that order, per element, is all that
+// matters. The blocked elimination factorises a panel of kPanel columns with the plain loops
+// (so every pivot search sees its column exactly as the plain loops would), and only then
+// brings the columns right of the panel up to date: first the panel's row interchanges, in the
+// order they were made, then the panel's subtractions, in ascending k for every element. Row
+// interchanges commute with the updates: a row carries its multipliers and its trailing
+// elements together, and all rows below a step are treated alike, so deferring the
+// interchanges and the subtractions of the trailing columns changes nothing in any element.
+// When a pivot fails part-way through a panel, the trailing columns are brought exactly to the
+// state the plain loops leave (the interchanges up to and including the failing step, the
+// subtractions of the steps before it) before returning. The forward substitution of the
+// matrix solve (ascending j per element) is blocked the same way.
+//
+// Back substitution and the Cholesky factorisation subtract the newest term first (the row
+// just solved, the column just computed), so their rows or columns must be done one after the
+// other; there the kernels work across the independent elements of one row or one column.
+//
+// Vector registers hold independent elements side by side; no element's sum is ever split,
+// reassociated or padded with extra terms (lanes past an edge compute on zeros and are dropped).
+// The AVX2 variant performs the same operations four lanes wide: its multiplies, subtracts and
+// divides round exactly as SSE2's and the scalar ones do, and it is only called after the
+// processor has been asked, so the library still runs on any x86-64.
+//
+// This translation unit is compiled without contraction (-ffp-contract=off is a public option
+// of the library), so every `x - y * z` below is a rounded multiply and a rounded subtract, in
+// vector form as in scalar form. Products are written in the operand order of the definition.
+#if defined(__clang__)
+#pragma clang fp contract(off)
+#endif
+
+namespace paskosda_detail {
+namespace {
+
+using Index = std::ptrdiff_t;
+
+int round_up(int x, int multiple) noexcept { return (x + multiple - 1) / multiple * multiple; }
+
+// Room for n doubles from the container layer; data() is null when the memory is not there
+// (or n is beyond what an int counts).
+class Buffer {
+ public:
+  explicit Buffer(Index n) noexcept : storage_(n <= INT_MAX ? static_cast<int>(n) : 0, 1) {}
+  double* data() noexcept { return storage_.data(); }
+
+ private:
+  doublecoDynArr storage_;
+};
+
+// ---- The plain loops ------------------------------------------------------------------------
+// For small sizes, when no work memory is to be had, and where no vector path is compiled in.
+
+int lu_eliminate_plain(double* a, int r, int c, int* permutation, int* swaps,
+                       double tolerance) noexcept {
+  const Index ld = c;
+  for (int k = 0; k < r; ++k) {
+    int p = k;
+    for (int i = k + 1; i < r; ++i) {
+      if (std::fabs(a[i * ld + k]) > std::fabs(a[p * ld + k])) p = i;
+    }
+    if (p != k) {
+      std::swap(permutation[k], permutation[p]);
+      std::swap_ranges(a + k * ld, a + k * ld + c, a + p * ld);
+      ++*swaps;
+    }
+    if (tolerance > std::fabs(a[k * ld + k])) return 0;
+    const double* ak = a + k * ld;
+    for (int i = k + 1; i < r; ++i) {
+      double* ai = a + i * ld;
+      ai[k] = ai[k] / ak[k];
+      const double l = ai[k];
+      for (int j = k + 1; j < c; ++j)
+        ai[j] = ai[j] - l * ak[j];
+    }
+  }
+  return 1;
+}
+
+// Columns [r, c) of a through U: the last row divided, then s = a(i, j) - a(i, m) * a(m, j)
+// for ascending m, divided by a(i, i).
+void lu_extra_columns_plain(double* a, int r, int c) noexcept {
+  const Index ld = c;
+  for (int j = r; j < c; ++j) {
+    a[(r - 1) * ld + j] = a[(r - 1) * ld + j] / a[(r - 1) * ld + (r - 1)];
+    for (int i = r - 2; i >= 0; --i) {
+      double s = a[i * ld + j];
+      for (int m = i + 1; m < r; ++m)
+        s = s - a[i * ld + m] * a[m * ld + j];
+      a[i * ld + j] = s / a[i * ld + i];
+    }
+  }
+}
+
+// Rows [i_begin, i_end) of x take x(i, :) -= x(j, :) * L(i, j) for j in [j_begin, min(i, j_end)).
+void forward_rows_plain(const double* lu, Index ld, double* x, Index ldx, int k, int i_begin,
+                        int i_end, int j_begin, int j_end) noexcept {
+  for (int i = i_begin; i < i_end; ++i) {
+    double* xi = x + i * ldx;
+    const int j_stop = std::min(i, j_end);
+    for (int j = j_begin; j < j_stop; ++j) {
+      const double l = lu[i * ld + j];
+      const double* xj = x + j * ldx;
+      for (int col = 0; col < k; ++col)
+        xi[col] = xi[col] - xj[col] * l;
+    }
+  }
+}
+
+void lu_back_matrix_plain(const double* lu, int n, double* x, int k) noexcept {
+  const Index ld = n;
+  const Index ldx = k;
+  const double q = 1.0 / lu[(n - 1) * ld + (n - 1)];
+  for (int col = 0; col < k; ++col) {
+    x[(n - 1) * ldx + col] = x[(n - 1) * ldx + col] * q;
+    for (int i = n - 2; i >= 0; --i) {
+      double s = x[i * ldx + col];
+      for (int m = i + 1; m < n; ++m)
+        s = s - x[m * ldx + col] * lu[i * ld + m];
+      x[i * ldx + col] = s / lu[i * ld + i];
+    }
+  }
+}
+
+int cholesky_factor_plain(double* a, int n, doublecoDynArr& diagonal) noexcept {
+  const Index ld = n;
+  for (int i = 0; i < n; ++i) {
+    for (int j = i; j < n; ++j) {
+      double s = a[i * ld + j];
+      for (int k = i - 1; k >= 0; --k)
+        s = s - a[i * ld + k] * a[j * ld + k];
+      if (j == i) {
+        if (0.0 >= s) return 0;
+        diagonal[i] = std::sqrt(s);
+      } else {
+        a[j * ld + i] = s / diagonal[i];
+      }
+    }
+  }
+  return 1;
+}
+
+// Below this order the plain loops are as fast as the blocked ones.
+constexpr int kBlockedMinimum = 24;
+constexpr int kCholeskyBlockedMinimum = 16;
+// Columns factorised together before the rest of the matrix is updated.
+constexpr int kPanel = 32;
+// Column chunk of the panel-row update (kept in the first-level cache).
+constexpr int kChunk = 128;
+// The widest column panel of any register tile, and the widest back-substitution strip.
+constexpr int kMaxTileColumns = 8;
+constexpr int kMaxStripColumns = 32;
+
+int pack_size(int kb, int n) noexcept { return kb * round_up(n > 0 ? n : 1, kMaxTileColumns); }
+
+#if defined(__GNUC__) && (defined(__SSE2__) || defined(__aarch64__))
+
+// ---- The vector path ------------------------------------------------------------------------
+// Everything below is inlined into one entry function per instruction set, so that the AVX2
+// entry compiles all of it for AVX2.
+
+typedef double v2d __attribute__((vector_size(16)));
+
+// A register tile of the product update is kRows rows by kVectors vectors; a Cholesky column
+// tile and a back-substitution strip are kWide vectors.
+struct Sse2 {
+  typedef v2d V;
+  static constexpr int kRows = 4, kVectors = 2, kWide = 8;
+};
+
+#if defined(__x86_64__) || defined(__i386__)
+typedef double v4d __attribute__((vector_size(32)));
+struct Avx2 {
+  typedef v4d V;
+  static constexpr int kRows = 6, kVectors = 2, kWide = 8;
+};
+
+bool has_avx2() noexcept {
+  static const bool avx2 = (__builtin_cpu_init(), __builtin_cpu_supports("avx2") != 0);
+  return avx2;
+}
+#endif
+
+template <class V>
+constexpr int lanes() noexcept {
+  return static_cast<int>(sizeof(V) / sizeof(double));
+}
+
+// ---- C -= A * B, one subtraction per product, in ascending depth ----------------------------
+// c(i, j) := c(i, j) - a(i, p) * b(p, j) for p = 0 ... kb-1, each product rounded and
+// subtracted by itself (AFirst), or with the product written b(p, j) * a(i, p) (!AFirst).
+
+// One tile of R rows by kVectors vectors of c; `bp` is the tile's panel of b, packed p by p.
+template <class T, int R, bool AFirst>
+__attribute__((always_inline)) inline void subtract_tile(int kb, const double* a, Index lda,
+                                                         const double* bp, double* c,
+                                                         Index ldc) noexcept {
+  typedef typename T::V V;
+  constexpr int L = lanes<V>();
+  constexpr int NV = T::kVectors;
+  V acc[R][NV];
+  for (int r = 0; r < R; ++r) {
+    for (int v = 0; v < NV; ++v)
+      std::memcpy(&acc[r][v], c + r * ldc + v * L, sizeof(V));
+  }
+  for (int p = 0; p < kb; ++p) {
+    V b[NV];
+    for (int v = 0; v < NV; ++v)
+      std::memcpy(&b[v], bp + v * L, sizeof(V));
+    for (int r = 0; r < R; ++r) {
+      const double x = a[r * lda + p];
+      for (int v = 0; v < NV; ++v) {
+        if constexpr (AFirst) {
+          acc[r][v] = acc[r][v] - x * b[v];
+        } else {
+          acc[r][v] = acc[r][v] - b[v] * x;
+        }
+      }
+    }
+    bp += NV * L;
+  }
+  for (int r = 0; r < R; ++r) {
+    for (int v = 0; v < NV; ++v)
+      std::memcpy(c + r * ldc + v * L, &acc[r][v], sizeof(V));
+  }
+}
+
+template <class T, int R, bool AFirst>
+__attribute__((always_inline)) inline void subtract_tile_rows(int rows, int kb, const double* a,
+                                                              Index lda, const double* bp,
+                                                              double* c, Index ldc) noexcept {
+  if constexpr (R > 1) {
+    if (rows < R) {
+      subtract_tile_rows<T, R - 1, AFirst>(rows, kb, a, lda, bp, c, ldc);
+      return;
+    }
+  }
+  subtract_tile<T, R, AFirst>(kb, a, lda, bp, c, ldc);
+}
+
+// `pack` holds pack_size(kb, n) doubles.
+template <class T, bool AFirst>
+__attribute__((always_inline)) inline void subtract_products(int m, int n, int kb, const double* a,
+                                                             Index lda, const double* b, Index ldb,
+                                                             double* c, Index ldc,
+                                                             double* pack) noexcept {
+  constexpr int MR = T::kRows;
+  constexpr int NR = T::kVectors * lanes<typename T::V>();
+  static_assert(NR <= kMaxTileColumns, "the pack buffer is sized for kMaxTileColumns");
+  if (m <= 0 || n <= 0 || kb <= 0) return;
+  // b by panels of NR columns, each panel p by p, so that a tile reads it in sequence
+  // whatever b's row stride.
+  for (int j0 = 0; j0 < n; j0 += NR) {
+    const int cols = std::min(NR, n - j0);
+    double* out = pack + Index{j0} * kb;
+    for (int p = 0; p < kb; ++p) {
+      const double* row = b + p * ldb + j0;
+      for (int j = 0; j < NR; ++j)
+        out[j] = j < cols ? row[j] : 0.0;
+      out += NR;
+    }
+  }
+  for (int i0 = 0; i0 < m; i0 += MR) {
+    const int rows = std::min(MR, m - i0);
+    const double* ai = a + i0 * lda;
+    for (int j0 = 0; j0 < n; j0 += NR) {
+      const int cols = std::min(NR, n - j0);
+      const double* bp = pack + Index{j0} * kb;
+      double* ct = c + i0 * ldc + j0;
+      if (cols == NR) {
+        subtract_tile_rows<T, MR, AFirst>(rows, kb, ai, lda, bp, ct, ldc);
+      } else {
+        // A tile cut by the right edge runs on a full-width copy of its part of c.
+        double tile[MR * NR] = {};
+        for (int r = 0; r < rows; ++r)
+          std::copy(ct + r * ldc, ct + r * ldc + cols, tile + r * NR);
+        subtract_tile_rows<T, MR, AFirst>(rows, kb, ai, lda, bp, tile, NR);
+        for (int r = 0; r < rows; ++r)
+          std::copy(tile + r * NR, tile + r * NR + cols, ct + r * ldc);
+      }
+    }
+  }
+}
+
+// ---- Substitution through strips of columns, newest row first ------------------------------
+// The columns of a right-hand side go through in strips of W = kWide vectors, copied into
+// `strip` (n * kMaxStripColumns doubles) so that the rows of a strip lie next to each other
+// whatever the row stride. Lanes past the last column hold zeros; they are computed and
+// dropped.
+
+template <class T>
+constexpr int strip_width() noexcept {
+  return T::kWide * lanes<typename T::V>();
+}
+
+template <class T>
+__attribute__((always_inline)) inline void load_strip(const double* x, Index ldx, int n, int j0,
+                                                      int cols, double* strip) noexcept {
+  constexpr int W = strip_width<T>();
+  static_assert(W <= kMaxStripColumns, "the strip buffer is sized for kMaxStripColumns");
+  for (Index i = 0; i < n; ++i) {
+    for (int j = 0; j < W; ++j)
+      strip[i * W + j] = j < cols ? x[i * ldx + j0 + j] : 0.0;
+  }
+}
+
+template <class T>
+__attribute__((always_inline)) inline void store_strip(const double* strip, int n, int j0, int cols,
+                                                       double* x, Index ldx) noexcept {
+  constexpr int W = strip_width<T>();
+  for (Index i = 0; i < n; ++i) {
+    for (int j = 0; j < cols; ++j)
+      x[i * ldx + j0 + j] = strip[i * W + j];
+  }
+}
+
+// Back substitution of a strip y through the upper triangle of u (stride ldu): the last row is
+// divided by its divisor, or multiplied by the divisor's reciprocal (Reciprocal); then for
+// i = n-2 down to 0: s = y(i), s -= (the product of u(i, m) and y(m)) for m = i+1 ... n-1
+// ascending, y(i) = s / divisor(i). The divisors are u's diagonal, or `divisors` when given.
+// UFirst writes the product u(i, m) * y(m).
+template <class T, bool Reciprocal, bool UFirst>
+__attribute__((always_inline)) inline void strip_back(const double* u, Index ldu, int n,
+                                                      const double* divisors,
+                                                      double* strip) noexcept {
+  typedef typename T::V V;
+  constexpr int L = lanes<V>();
+  constexpr int NV = T::kWide;
+  constexpr int W = strip_width<T>();
+  const double last = divisors != nullptr ? divisors[n - 1] : u[(n - 1) * ldu + (n - 1)];
+  double* y = strip + Index{n - 1} * W;
+  for (int v = 0; v < NV; ++v) {
+    V s;
+    std::memcpy(&s, y + v * L, sizeof(V));
+    if constexpr (Reciprocal) {
+      s = s * (1.0 / last);
+    } else {
+      s = s / last;
+    }
+    std::memcpy(y + v * L, &s, sizeof(V));
+  }
+  for (int i = n - 2; i >= 0; --i) {
+    const double* ui = u + i * ldu;
+    double* yi = strip + Index{i} * W;
+    V acc[NV];
+    for (int v = 0; v < NV; ++v)
+      std::memcpy(&acc[v], yi + v * L, sizeof(V));
+    for (int m = i + 1; m < n; ++m) {
+      const double um = ui[m];
+      const double* ym = strip + Index{m} * W;
+      for (int v = 0; v < NV; ++v) {
+        V t;
+        std::memcpy(&t, ym + v * L, sizeof(V));
+        if constexpr (UFirst) {
+          acc[v] = acc[v] - um * t;
+        } else {
+          acc[v] = acc[v] - t * um;
+        }
+      }
+    }
+    const double d = divisors != nullptr ? divisors[i] : ui[i];
+    for (int v = 0; v < NV; ++v) {
+      acc[v] = acc[v] / d;
+      std::memcpy(yi + v * L, &acc[v], sizeof(V));
+    }
+  }
+}
+
+// Forward substitution of a strip y through the strictly lower triangle of l (stride ldl),
+// newest row first: for i = 0 ... n-1: s = y(i), s -= l(i, k) * y(k) for k = i-1 down to 0,
+// y(i) = s / divisors[i].
+template <class T>
+__attribute__((always_inline)) inline void strip_forward(const double* l, Index ldl, int n,
+                                                         const double* divisors,
+                                                         double* strip) noexcept {
+  typedef typename T::V V;
+  constexpr int L = lanes<V>();
+  constexpr int NV = T::kWide;
+  constexpr int W = strip_width<T>();
+  for (int i = 0; i < n; ++i) {
+    const double* li = l + i * ldl;
+    double* yi = strip + Index{i} * W;
+    V acc[NV];
+    for (int v = 0; v < NV; ++v)
+      std::memcpy(&acc[v], yi + v * L, sizeof(V));
+    for (int k = i - 1; k >= 0; --k) {
+      const double lk = li[k];
+      const double* yk = strip + Index{k} * W;
+      for (int v = 0; v < NV; ++v) {
+        V t;
+        std::memcpy(&t, yk + v * L, sizeof(V));
+        acc[v] = acc[v] - lk * t;
+      }
+    }
+    const double d = divisors[i];
+    for (int v = 0; v < NV; ++v) {
+      acc[v] = acc[v] / d;
+      std::memcpy(yi + v * L, &acc[v], sizeof(V));
+    }
+  }
+}
+
+// The k columns of x (n rows, stride ldx) through U: see strip_back.
+template <class T, bool Reciprocal, bool UFirst>
+__attribute__((always_inline)) inline void back_substitute(const double* u, Index ldu, int n,
+                                                           double* x, Index ldx, int k,
+                                                           double* strip) noexcept {
+  constexpr int W = strip_width<T>();
+  for (int j0 = 0; j0 < k; j0 += W) {
+    const int cols = std::min(W, k - j0);
+    load_strip<T>(x, ldx, n, j0, cols, strip);
+    strip_back<T, Reciprocal, UFirst>(u, ldu, n, nullptr, strip);
+    store_strip<T>(strip, n, j0, cols, x, ldx);
+  }
+}
+
+// The k columns of x (n rows, stride k) through L then L^T, with L strictly below the
+// diagonal of a, its transpose strictly above the diagonal of lt and its diagonal in d.
+template <class T>
+__attribute__((always_inline)) inline void cholesky_substitute_strips(const double* a,
+                                                                      const double* lt, int n,
+                                                                      const double* d, double* x,
+                                                                      int k,
+                                                                      double* strip) noexcept {
+  constexpr int W = strip_width<T>();
+  for (int j0 = 0; j0 < k; j0 += W) {
+    const int cols = std::min(W, k - j0);
+    load_strip<T>(x, k, n, j0, cols, strip);
+    strip_forward<T>(a, n, n, d, strip);
+    strip_back<T, false, true>(lt, n, n, d, strip);
+    store_strip<T>(strip, n, j0, cols, x, k);
+  }
+}
+
+// ---- LU elimination -------------------------------------------------------------------------
+
+// Brings columns [j_begin, c) up to date with a panel starting at step k0: the first
+// `interchanges` row interchanges of the panel (pivots[t] is the row exchanged at step k0 + t),
+// then the subtractions of its first `steps` steps.
+template <class T>
+__attribute__((always_inline)) inline void update_trailing(double* a, int r, int c, int k0,
+                                                           int j_begin, int steps, int interchanges,
+                                                           const int* pivots,
+                                                           double* pack) noexcept {
+  const Index ld = c;
+  const int w = c - j_begin;
+  if (w <= 0) return;
+  for (int t = 0; t < interchanges; ++t) {
+    const Index k = k0 + t;
+    const Index p = pivots[t];
+    if (p != k) std::swap_ranges(a + k * ld + j_begin, a + k * ld + c, a + p * ld + j_begin);
+  }
+  // The panel's own rows: row i takes the steps k0 ... i-1, from rows above that are final.
+  for (int j0 = j_begin; j0 < c; j0 += kChunk) {
+    const int cols = std::min(kChunk, c - j0);
+    for (int i = k0 + 1; i < k0 + steps; ++i) {
+      double* ci = a + i * ld + j0;
+      for (int k = k0; k < i; ++k) {
+        const double l = a[i * ld + k];
+        const double* uk = a + k * ld + j0;
+        for (int j = 0; j < cols; ++j)
+          ci[j] = ci[j] - l * uk[j];
+      }
+    }
+  }
+  // Every row below takes all the steps.
+  const int below = k0 + steps;
+  subtract_products<T, true>(r - below, w, steps, a + below * ld + k0, ld, a + k0 * ld + j_begin,
+                             ld, a + below * ld + j_begin, ld, pack);
+}
+
+template <class T>
+__attribute__((always_inline)) inline int lu_eliminate_blocked(double* a, int r, int c,
+                                                               int* permutation, int* swaps,
+                                                               double tolerance,
+                                                               double* pack) noexcept {
+  const Index ld = c;
+  int pivots[kPanel];
+  for (int k0 = 0; k0 < r; k0 += kPanel) {
+    const int j_end = std::min(k0 + kPanel, r);
+    for (int k = k0; k < j_end; ++k) {
+      int p = k;
+      double best = std::fabs(a[k * ld + k]);
+      for (int i = k + 1; i < r; ++i) {
+        const double x = std::fabs(a[i * ld + k]);
+        if (x > best) {
+          best = x;
+          p = i;
+        }
+      }
+      pivots[k - k0] = p;
+      if (p != k) {
+        std::swap(permutation[k], permutation[p]);
+        std::swap_ranges(a + k * ld, a + k * ld + j_end, a + p * ld);
+        ++*swaps;
+      }
+      if (tolerance > std::fabs(a[k * ld + k])) {
+        update_trailing<T>(a, r, c, k0, j_end, k - k0, k - k0 + 1, pivots, pack);
+        return 0;
+      }
+      const double* ak = a + k * ld;
+      for (int i = k + 1; i < r; ++i) {
+        double* ai = a + i * ld;
+        ai[k] = ai[k] / ak[k];
+        const double l = ai[k];
+        for (int j = k + 1; j < j_end; ++j)
+          ai[j] = ai[j] - l * ak[j];
+      }
+    }
+    update_trailing<T>(a, r, c, k0, j_end, j_end - k0, j_end - k0, pivots, pack);
+  }
+  return 1;
+}
+
+template <class T>
+__attribute__((always_inline)) inline void lu_forward_blocked(const double* lu, int n, double* x,
+                                                              int k, double* pack) noexcept {
+  const Index ld = n;
+  const Index ldx = k;
+  for (int i0 = 0; i0 < n; i0 += kPanel) {
+    const int below = std::min(i0 + kPanel, n);
+    forward_rows_plain(lu, ld, x, ldx, k, i0 + 1, below, i0, below);
+    subtract_products<T, false>(n - below, k, below - i0, lu + below * ld + i0, ld, x + i0 * ldx,
+                                ldx, x + below * ldx, ldx, pack);
+  }
+}
+
+// ---- Cholesky -------------------------------------------------------------------------------
+
+// s[j] = upper[j] - l[i-1] * t(i-1, j) - l[i-2] * t(i-2, j) - ... - l[0] * t(0, j) for NV
+// vectors of j, t(k, j) at t[k * ldt + j]: the sums of one Cholesky column, newest column of L
+// first.
+template <class V, int NV>
+__attribute__((always_inline)) inline void column_tile(int i, const double* l, const double* upper,
+                                                       const double* t, Index ldt,
+                                                       double* s) noexcept {
+  constexpr int L = lanes<V>();
+  V acc[NV];
+  for (int v = 0; v < NV; ++v)
+    std::memcpy(&acc[v], upper + v * L, sizeof(V));
+  for (int k = i - 1; k >= 0; --k) {
+    const double x = l[k];
+    const double* tk = t + k * ldt;
+    for (int v = 0; v < NV; ++v) {
+      V y;
+      std::memcpy(&y, tk + v * L, sizeof(V));
+      acc[v] = acc[v] - x * y;
+    }
+  }
+  for (int v = 0; v < NV; ++v)
+    std::memcpy(s + v * L, &acc[v], sizeof(V));
+}
+
+// `count` (at most NV) vectors of j side by side.
+template <class V, int NV>
+__attribute__((always_inline)) inline void column_tiles(int count, int i, const double* l,
+                                                        const double* upper, const double* t,
+                                                        Index ldt, double* s) noexcept {
+  if constexpr (NV > 1) {
+    if (count < NV) {
+      column_tiles<V, NV - 1>(count, i, l, upper, t, ldt, s);
+      return;
+    }
+  }
+  if (count > 0) column_tile<V, NV>(i, l, upper, t, ldt, s);
+}
+
+// The plain loops compute column i of L as n - i independent running sums, each taking the
+// columns of L from i-1 down to 0. Here the sums of a tile of j run side by side; the
+// elements L(j, k) they need are read from a transposed copy of L kept in panels of W
+// columns: panel p holds t(k, j) = L(j, k) for j in [p W, p W + W) at t[p n W + k W + j - p W],
+// so that a tile reads its panel in sequence. Tiles start at panel boundaries; the lanes of
+// the first panel left of column i compute on finite values (the stored L, or the zeros
+// written for them) and are dropped. s has room for n + W doubles.
+template <class T>
+__attribute__((always_inline)) inline int cholesky_factor_columns(double* a, int n,
+                                                                  doublecoDynArr& diagonal,
+                                                                  double* t, double* s) noexcept {
+  typedef typename T::V V;
+  constexpr int L = lanes<V>();
+  constexpr int W = T::kWide * L;
+  const Index ld = n;
+  const Index panel = Index{n} * W;
+  for (int i = 0; i < n; ++i) {
+    const double* li = a + i * ld;
+    const int first = i / W * W;
+    for (int j0 = first; j0 < n; j0 += W) {
+      const double* tp = t + j0 / W * panel;
+      double* sp = s + (j0 - first);
+      const int width = std::min(W, n - j0);
+      if (width == W) {
+        column_tile<V, T::kWide>(i, li, li + j0, tp, W, sp);
+      } else {
+        const int vectors = width / L;
+        column_tiles<V, T::kWide>(vectors, i, li, li + j0, tp, W, sp);
+        const int j = vectors * L;
+        if constexpr (L > 1) {
+          column_tiles<double, L - 1>(width - j, i, li, li + j0 + j, tp + j, W, sp + j);
+        }
+      }
+    }
+    // Nothing of column i is written before its pivot has passed, as in the plain loops.
+    const double* si = s + (i - first);
+    if (0.0 >= si[0]) return 0;
+    diagonal[i] = std::sqrt(si[0]);
+    const double d = diagonal[i];
+    double* tp = t + Index{first / W} * panel + Index{i} * W;
+    for (int j = first; j <= i; ++j)
+      tp[j - first] = 0.0;
+    for (int jj = 1; jj < n - i; ++jj) {
+      const double x = si[jj] / d;
+      const int j = i + jj;
+      a[j * ld + i] = x;
+      t[j / W * panel + Index{i} * W + j % W] = x;
+    }
+  }
+  return 1;
+}
+
+// ---- Entry points per instruction set -------------------------------------------------------
+
+int lu_blocked_sse2(double* a, int r, int c, int* permutation, int* swaps, double tolerance,
+                    double* pack) noexcept {
+  return lu_eliminate_blocked<Sse2>(a, r, c, permutation, swaps, tolerance, pack);
+}
+void lu_extra_sse2(double* a, int r, int c, double* strip) noexcept {
+  back_substitute<Sse2, false, true>(a, c, r, a + r, c, c - r, strip);
+}
+void lu_forward_sse2(const double* lu, int n, double* x, int k, double* pack) noexcept {
+  lu_forward_blocked<Sse2>(lu, n, x, k, pack);
+}
+void lu_back_sse2(const double* lu, int n, double* x, int k, double* strip) noexcept {
+  back_substitute<Sse2, true, false>(lu, n, n, x, k, k, strip);
+}
+void cholesky_solve_sse2(const double* a, const double* lt, int n, const double* d, double* x,
+                         int k, double* strip) noexcept {
+  cholesky_substitute_strips<Sse2>(a, lt, n, d, x, k, strip);
+}
+int cholesky_sse2(double* a, int n, doublecoDynArr& diagonal, double* t, double* s) noexcept {
+  return cholesky_factor_columns<Sse2>(a, n, diagonal, t, s);
+}
+
+#if defined(__x86_64__) || defined(__i386__)
+__attribute__((target("avx2"))) int lu_blocked_avx2(double* a, int r, int c, int* permutation,
+                                                    int* swaps, double tolerance,
+                                                    double* pack) noexcept {
+  return lu_eliminate_blocked<Avx2>(a, r, c, permutation, swaps, tolerance, pack);
+}
+__attribute__((target("avx2"))) void lu_extra_avx2(double* a, int r, int c,
+                                                   double* strip) noexcept {
+  back_substitute<Avx2, false, true>(a, c, r, a + r, c, c - r, strip);
+}
+__attribute__((target("avx2"))) void lu_forward_avx2(const double* lu, int n, double* x, int k,
+                                                     double* pack) noexcept {
+  lu_forward_blocked<Avx2>(lu, n, x, k, pack);
+}
+__attribute__((target("avx2"))) void lu_back_avx2(const double* lu, int n, double* x, int k,
+                                                  double* strip) noexcept {
+  back_substitute<Avx2, true, false>(lu, n, n, x, k, k, strip);
+}
+__attribute__((target("avx2"))) void cholesky_solve_avx2(const double* a, const double* lt, int n,
+                                                         const double* d, double* x, int k,
+                                                         double* strip) noexcept {
+  cholesky_substitute_strips<Avx2>(a, lt, n, d, x, k, strip);
+}
+__attribute__((target("avx2"))) int cholesky_avx2(double* a, int n, doublecoDynArr& diagonal,
+                                                  double* t, double* s) noexcept {
+  return cholesky_factor_columns<Avx2>(a, n, diagonal, t, s);
+}
+#endif
+
+int lu_blocked(double* a, int r, int c, int* permutation, int* swaps, double tolerance,
+               double* pack, KernelIsa isa) noexcept {
+  static_cast<void>(isa);  // only x86 has a choice
+#if defined(__x86_64__) || defined(__i386__)
+  if (isa == KernelIsa::Best && has_avx2())
+    return lu_blocked_avx2(a, r, c, permutation, swaps, tolerance, pack);
+#endif
+  return lu_blocked_sse2(a, r, c, permutation, swaps, tolerance, pack);
+}
+void lu_extra(double* a, int r, int c, double* strip, KernelIsa isa) noexcept {
+  static_cast<void>(isa);  // only x86 has a choice
+#if defined(__x86_64__) || defined(__i386__)
+  if (isa == KernelIsa::Best && has_avx2()) return lu_extra_avx2(a, r, c, strip);
+#endif
+  lu_extra_sse2(a, r, c, strip);
+}
+void lu_forward(const double* lu, int n, double* x, int k, double* pack, KernelIsa isa) noexcept {
+  static_cast<void>(isa);  // only x86 has a choice
+#if defined(__x86_64__) || defined(__i386__)
+  if (isa == KernelIsa::Best && has_avx2()) return lu_forward_avx2(lu, n, x, k, pack);
+#endif
+  lu_forward_sse2(lu, n, x, k, pack);
+}
+void lu_back(const double* lu, int n, double* x, int k, double* strip, KernelIsa isa) noexcept {
+  static_cast<void>(isa);  // only x86 has a choice
+#if defined(__x86_64__) || defined(__i386__)
+  if (isa == KernelIsa::Best && has_avx2()) return lu_back_avx2(lu, n, x, k, strip);
+#endif
+  lu_back_sse2(lu, n, x, k, strip);
+}
+void cholesky_solve(const double* a, const double* lt, int n, const double* d, double* x, int k,
+                    double* strip, KernelIsa isa) noexcept {
+  static_cast<void>(isa);  // only x86 has a choice
+#if defined(__x86_64__) || defined(__i386__)
+  if (isa == KernelIsa::Best && has_avx2()) return cholesky_solve_avx2(a, lt, n, d, x, k, strip);
+#endif
+  cholesky_solve_sse2(a, lt, n, d, x, k, strip);
+}
+int cholesky_columns(double* a, int n, doublecoDynArr& diagonal, double* t, double* s,
+                     KernelIsa isa) noexcept {
+  static_cast<void>(isa);  // only x86 has a choice
+#if defined(__x86_64__) || defined(__i386__)
+  if (isa == KernelIsa::Best && has_avx2()) return cholesky_avx2(a, n, diagonal, t, s);
+#endif
+  return cholesky_sse2(a, n, diagonal, t, s);
+}
+
+constexpr bool kVectorPath = true;
+
+#else
+
+// No vector path: the blocked entries are never called.
+constexpr bool kVectorPath = false;
+int lu_blocked(double*, int, int, int*, int*, double, double*, KernelIsa) noexcept { return 0; }
+void lu_extra(double*, int, int, double*, KernelIsa) noexcept {}
+void lu_forward(const double*, int, double*, int, double*, KernelIsa) noexcept {}
+void lu_back(const double*, int, double*, int, double*, KernelIsa) noexcept {}
+void cholesky_solve(const double*, const double*, int, const double*, double*, int, double*,
+                    KernelIsa) noexcept {}
+int cholesky_columns(double*, int, doublecoDynArr&, double*, double*, KernelIsa) noexcept {
+  return 0;
+}
+
+#endif
+
+}  // namespace
+
+int lu_eliminate_kernel(double* a, int r, int c, int* permutation, int* swaps, double tolerance,
+                        KernelIsa isa) noexcept {
+  *swaps = 0;
+  for (int i = 0; i < r; ++i)
+    permutation[i] = i;
+  int ok = 0;
+  Buffer pack(kVectorPath && r >= kBlockedMinimum ? pack_size(kPanel, c) : 0);
+  if (pack.data() != nullptr) {
+    ok = lu_blocked(a, r, c, permutation, swaps, tolerance, pack.data(), isa);
+  } else {
+    ok = lu_eliminate_plain(a, r, c, permutation, swaps, tolerance);
+  }
+  if (ok == 0) return 0;
+  const Index ld = c;
+  if (tolerance > std::fabs(a[(r - 1) * ld + (r - 1)])) return 0;
+  if (c <= r) return 1;
+  Buffer strip(kVectorPath ? Index{r} * kMaxStripColumns : 0);
+  if (strip.data() != nullptr) {
+    lu_extra(a, r, c, strip.data(), isa);
+  } else {
+    lu_extra_columns_plain(a, r, c);
+  }
+  return 1;
+}
+
+void lu_forward_matrix(const double* lu, int n, double* x, int k, KernelIsa isa) noexcept {
+  Buffer pack(kVectorPath && n > kPanel ? pack_size(kPanel, k) : 0);
+  if (pack.data() != nullptr) {
+    lu_forward(lu, n, x, k, pack.data(), isa);
+  } else {
+    forward_rows_plain(lu, n, x, k, k, 1, n, 0, n);
+  }
+}
+
+void lu_back_matrix(const double* lu, int n, double* x, int k, KernelIsa isa) noexcept {
+  Buffer strip(kVectorPath ? Index{n} * kMaxStripColumns : 0);
+  if (strip.data() != nullptr) {
+    lu_back(lu, n, x, k, strip.data(), isa);
+  } else {
+    lu_back_matrix_plain(lu, n, x, k);
+  }
+}
+
+void lu_forward_vector(const double* lu, int n, double* x) noexcept {
+  const Index ld = n;
+  // Four rows at a time: their sums over the earlier unknowns are independent, so they fill
+  // the adder while each waits on its own previous subtraction.
+  int i0 = 0;
+  for (; i0 + 4 <= n; i0 += 4) {
+    const double* l0 = lu + i0 * ld;
+    const double* l1 = l0 + ld;
+    const double* l2 = l1 + ld;
+    const double* l3 = l2 + ld;
+    double s0 = x[i0], s1 = x[i0 + 1], s2 = x[i0 + 2], s3 = x[i0 + 3];
+    for (int j = 0; j < i0; ++j) {
+      const double xj = x[j];
+      s0 = s0 - xj * l0[j];
+      s1 = s1 - xj * l1[j];
+      s2 = s2 - xj * l2[j];
+      s3 = s3 - xj * l3[j];
+    }
+    s1 = s1 - s0 * l1[i0];
+    s2 = s2 - s0 * l2[i0];
+    s2 = s2 - s1 * l2[i0 + 1];
+    s3 = s3 - s0 * l3[i0];
+    s3 = s3 - s1 * l3[i0 + 1];
+    s3 = s3 - s2 * l3[i0 + 2];
+    x[i0] = s0;
+    x[i0 + 1] = s1;
+    x[i0 + 2] = s2;
+    x[i0 + 3] = s3;
+  }
+  for (int i = i0; i < n; ++i) {
+    const double* li = lu + i * ld;
+    double s = x[i];
+    for (int j = 0; j < i; ++j)
+      s = s - x[j] * li[j];
+    x[i] = s;
+  }
+}
+
+int cholesky_factor_kernel(double* a, int n, doublecoDynArr& diagonal, KernelIsa isa) noexcept {
+  if (!kVectorPath || n < kCholeskyBlockedMinimum) return cholesky_factor_plain(a, n, diagonal);
+  Buffer t(Index{n} * round_up(n, kMaxStripColumns));
+  Buffer s(Index{n} + kMaxStripColumns);
+  if (t.data() == nullptr || s.data() == nullptr) return cholesky_factor_plain(a, n, diagonal);
+  return cholesky_columns(a, n, diagonal, t.data(), s.data(), isa);
+}
+
+void cholesky_solve_matrix(const double* a, int n, const double* diagonal, double* x, int k,
+                           KernelIsa isa) noexcept {
+  const Index ld = n;
+  const Index ldx = k;
+  Buffer lt(kVectorPath && k > 1 ? Index{n} * n : 0);
+  Buffer strip(kVectorPath && k > 1 ? Index{n} * kMaxStripColumns : 0);
+  if (lt.data() != nullptr && strip.data() != nullptr) {
+    // The backward sweep reads L by columns: a transposed copy puts them along rows.
+    double* t = lt.data();
+    for (Index i = 0; i < n; ++i) {
+      for (Index m = i + 1; m < n; ++m)
+        t[i * ld + m] = a[m * ld + i];
+    }
+    cholesky_solve(a, t, n, diagonal, x, k, strip.data(), isa);
+    return;
+  }
+  for (int col = 0; col < k; ++col) {
+    for (int i = 0; i < n; ++i) {
+      double s = x[i * ldx + col];
+      for (int m = i - 1; m >= 0; --m)
+        s = s - a[i * ld + m] * x[m * ldx + col];
+      x[i * ldx + col] = s / diagonal[i];
+    }
+    for (int i = n - 1; i >= 0; --i) {
+      double s = x[i * ldx + col];
+      for (int m = i + 1; m < n; ++m)
+        s = s - a[m * ld + i] * x[m * ldx + col];
+      x[i * ldx + col] = s / diagonal[i];
+    }
+  }
+}
+
+}  // namespace paskosda_detail
