@@ -240,7 +240,7 @@ class coDynArrcoIterator {
     return array_->data_ == begin_ && end_ - begin_ == array_->used_;
   }
 
- private:
+  // Derived iterators (the sparse row iterator) step with their own rule over these fields.
   const coDynArr<T>* array_;
   const T* begin_ = nullptr;
   const T* end_ = nullptr;

@@ -1,0 +1,142 @@
+#ifndef PASKOSDA_TESTS_SUPPORT_REFERENCE_SPARSE_H
+#define PASKOSDA_TESTS_SUPPORT_REFERENCE_SPARSE_H
+
+// The sparse products written with the ordered map that defines their results, random sparse
+// matrices, and a bitwise comparison of sparse matrices. Shared by the tests and the
+// benchmarks: the fast products must reproduce these maps bit for bit.
+
+#include <algorithm>
+#include <cstring>
+#include <map>
+#include <utility>
+#include <vector>
+
+#include "linalg/mlRandom.h"
+#include "sparse/mlSparseMatrix.h"
+
+namespace paskosda_test {
+
+// Distinct random columns in [lo, hi), about `mean` of them (0 to 2 * mean), ascending.
+inline std::vector<int> random_columns(mlRandom& random, int lo, int hi, int mean) {
+  std::vector<int> columns;
+  if (hi <= lo) return columns;
+  const int count = random.integer(2 * mean + 1);
+  for (int k = 0; k < count; ++k)
+    columns.push_back(lo + random.integer(hi - lo));
+  std::sort(columns.begin(), columns.end());
+  columns.erase(std::unique(columns.begin(), columns.end()), columns.end());
+  return columns;
+}
+
+/// An r by c sparse matrix with about `per_row` entries per row (some rows empty). The values
+/// are uniform in [-1, 1) and never exactly 0.0, or, with a palette, drawn from the palette
+/// (which may hold signed zeros, to reach exact cancellations).
+inline mlSparseMatrix random_sparse(mlRandom& random, int r, int c, int per_row,
+                                    const std::vector<double>& palette = {}) {
+  mlSparseMatrix a(mlMatrixZero, r, c);
+  for (int i = 0; i < r; ++i) {
+    for (int j : random_columns(random, 0, c, per_row)) {
+      if (!palette.empty()) {
+        a.set(i, j, palette[random.integer(static_cast<int>(palette.size()))]);
+      } else {
+        const double v = random.uniform(-1.0, 1.0);
+        a.set(i, j, v == 0.0 ? 0.5 : v);
+      }
+    }
+  }
+  return a;
+}
+
+/// An n by n symmetric sparse matrix (upper triangle) with about `per_row` stored entries per
+/// row, values as for random_sparse.
+inline mlSparseSymMatrix random_sparse_sym(mlRandom& random, int n, int per_row) {
+  mlSparseSymMatrix s(mlMatrixZero, n);
+  for (int i = 0; i < n; ++i) {
+    for (int j : random_columns(random, i, n, per_row)) {
+      double v = random.uniform(-1.0, 1.0);
+      s.set(i, j, v == 0.0 ? 0.5 : v);
+    }
+  }
+  return s;
+}
+
+// Row i of a sparse matrix as (column, value) pairs.
+inline std::vector<std::pair<int, double>> entries(const mlSparseMatrixBase& m, int i) {
+  std::vector<std::pair<int, double>> e;
+  for (const mlSparseElement& x : m.row(m, i))
+    e.emplace_back(x.column(), x.value());
+  return e;
+}
+
+/// Same shape, same stored columns in the same order, same value bits.
+inline bool same_sparse(const mlSparseMatrixBase& x, const mlSparseMatrixBase& y) {
+  if (x.rows() != y.rows() || x.cols() != y.cols()) return false;
+  for (int i = 0; i < x.rows(); ++i) {
+    const mlSparseRow& a = x.row(x, i);
+    const mlSparseRow& b = y.row(y, i);
+    if (a.size() != b.size()) return false;
+    for (int k = 0; k < a.size(); ++k) {
+      const double va = a[k].value(), vb = b[k].value();
+      if (a[k].column() != b[k].column() || std::memcmp(&va, &vb, sizeof(double)) != 0)
+        return false;
+    }
+  }
+  return true;
+}
+
+/// c = a * b with one ordered map per result row: for each entry (k, x) of a's row i and
+/// (j, y) of b's row k, the map's value at j is x * y when j is new, else x * y is added to it;
+/// the map is then set into row i in ascending column order, zero sums included.
+inline void literal_product(const mlSparseMatrix& a, const mlSparseMatrix& b, mlSparseMatrix& c) {
+  c.become(mlMatrixZero, a.rows(), b.cols());
+  for (int i = 0; i < a.rows(); ++i) {
+    std::map<int, double> sums;
+    mlSparseRowIT ia = a.row_iterator(i);
+    for (const mlSparseElement* x = ia.advance(); x != nullptr; x = ia.advance()) {
+      mlSparseRowIT ib = b.row_iterator(x->column());
+      for (const mlSparseElement* y = ib.advance(); y != nullptr; y = ib.advance()) {
+        const auto found = sums.find(y->column());
+        if (found != sums.end()) {
+          found->second += x->value() * y->value();
+        } else {
+          sums.emplace(y->column(), x->value() * y->value());
+        }
+      }
+    }
+    for (const auto& [j, v] : sums)
+      c.set(i, j, v);
+  }
+}
+
+/// s = the upper triangle of a^T a with one ordered map per result row c: for each row k of
+/// a holding column c (ascending k), with x = a(k, c), and each entry (j, y) of row k with
+/// j >= c, x * y goes into the map at j as above.
+inline void literal_premultiply_transpose(const mlSparseMatrix& a, mlSparseSymMatrix& s) {
+  std::vector<std::vector<std::pair<int, double>>> columns(a.cols());
+  for (int k = 0; k < a.rows(); ++k) {
+    for (const auto& [c, x] : entries(a, k))
+      columns[c].emplace_back(k, x);
+  }
+  s.become(mlMatrixZero, a.cols());
+  for (int c = 0; c < a.cols(); ++c) {
+    std::map<int, double> sums;
+    for (const auto& [k, x] : columns[c]) {
+      mlSparseRowIT it = a.row_iterator(k);
+      for (const mlSparseElement* y = it.advance(); y != nullptr; y = it.advance()) {
+        if (y->column() < c) continue;
+        const auto found = sums.find(y->column());
+        if (found != sums.end()) {
+          found->second += x * y->value();
+        } else {
+          sums.emplace(y->column(), x * y->value());
+        }
+      }
+    }
+    for (const auto& [j, v] : sums)
+      s.set(c, j, v);
+  }
+}
+
+}  // namespace paskosda_test
+
+#endif  // PASKOSDA_TESTS_SUPPORT_REFERENCE_SPARSE_H
