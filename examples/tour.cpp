@@ -1,6 +1,7 @@
 // A walk through paskosda: each section shows one capability with real results.
 #include <paskosda.h>
 
+#include <cmath>
 #include <iomanip>
 #include <iostream>
 
@@ -224,13 +225,248 @@ void svd_section() {
   std::cout << "minimum-norm coefficients: " << d;
 }
 
+void decomp_section() {
+  section("Decompositions: LU, Cholesky, QR, tridiagonal");
+  const std::ios_base::fmtflags flags = std::cout.flags();
+  const std::streamsize precision = std::cout.precision();
+  std::cout << std::setprecision(6);
+
+  // The typical use: fill A and b, factorise once, test for a singular matrix, solve.
+  const double a_elements[] = {2, 1, 1, 4, -6, 0, -2, 7, 2};
+  const mlMatrix a(utConvert, a_elements, 3, 3);
+  mlVector b(mlVectorDim, 3);
+  b[0] = 5;
+  b[1] = -2;
+  b[2] = 9;
+  const mlLUDecomposition lu(a);
+  if (lu.is_singular() != 0) {
+    std::cout << "A is singular\n";
+  } else {
+    mlVector x;
+    lu.solve(b, x);
+    mlVector residual(mlMatrixProduct, a, x);
+    residual -= b;
+    std::cout << "A =\n"
+              << a << "b = " << b << "LU with partial pivoting: x = " << x
+              << "residual A x - b = " << residual << "det A = " << lu.determinant() << "\n";
+    mlMatrix p, l, u;
+    lu.permutation_matrix(p);
+    lu.lower_matrix(l);
+    lu.upper_matrix(u);
+    std::cout << "P =\n" << p << "L =\n" << l << "U =\n" << u;
+  }
+  // A pivot below 1e-20 marks the matrix singular; the queries do not check, callers do.
+  const double rank_one[] = {1, 2, 2, 4};
+  std::cout << "[[1, 2], [2, 4]] is singular: "
+            << mlLUDecomposition(mlMatrix(utConvert, rank_one, 2, 2)).is_singular() << "\n";
+
+  // Cholesky for symmetric positive-definite matrices: the ill-conditioned Hilbert matrix.
+  const int n = 6;
+  const mlMatrix h(mlMatrixHilbert, n);
+  const mlCholeskyDecomposition cholesky(h);
+  mlVector ones(mlVectorZero, n);
+  ones += 1.0;
+  const mlVector hb(mlMatrixProduct, h, ones);
+  mlVector y;
+  cholesky.solve(hb, y);
+  std::cout << "Cholesky of the 6x6 Hilbert matrix: singular " << cholesky.is_singular() << ", det "
+            << std::scientific << cholesky.determinant() << std::fixed
+            << "\n  solving H y = H (1, ..., 1): y = " << y << "  largest error " << std::scientific
+            << norm_diff(y, ones) << " (cond H6 is about 1.5e7)\n";
+  std::cout.flags(flags);
+  std::cout << std::setprecision(6);
+
+  // QR one vector at a time: Q's rows are the orthogonalised inputs, inputs = R Q.
+  mlMatrix q, r;
+  mlQRDecomposition qr(&q, &r);
+  const double rows[][3] = {{1, 1, 0}, {1, 0, 1}, {2, 1, 1}};
+  for (const double* row : rows) {
+    mlVector v(mlVectorDim, 3);
+    v.become(utConvert, row, 3);
+    qr.add(&v);
+    std::cout << "add (" << row[0] << ", " << row[1] << ", " << row[2] << "): status "
+              << qr.status() << (qr.status() == mlQRDependent ? " (dependent, not added)" : "")
+              << "\n";
+  }
+  std::cout << "Q (orthogonal rows) =\n" << q << "R =\n" << r;
+
+  // A periodic tridiagonal system: 4 on the diagonal, 1 beside it and in both corners.
+  const int m = 6;
+  mlVector lower(mlVectorDim, m), diagonal(mlVectorDim, m), upper(mlVectorDim, m),
+      d(mlVectorDim, m), solution(mlVectorZero, m);
+  for (int i = 0; i < m; ++i) {
+    lower[i] = 1.0;
+    diagonal[i] = 4.0;
+    upper[i] = 1.0;
+    d[i] = 6.0 + i;
+  }
+  const mlTridiagonal cyclic(m, lower.slice(), diagonal.slice(), upper.slice());
+  mlSlice xs = solution.slice();
+  cyclic.solve_periodic(d.slice(), xs);
+  std::cout << "periodic tridiagonal, d = " << d << "  diagonally dominant "
+            << cyclic.diagonally_dominant() << ", corners of one sign "
+            << cyclic.same_sign_corners() << "\n  x = " << solution;
+  // Check: each row is x[i-1] + 4 x[i] + x[i+1] with the indices wrapping round.
+  double worst = 0.0;
+  for (int i = 0; i < m; ++i) {
+    const double row = solution[(i + m - 1) % m] + 4.0 * solution[i] + solution[(i + 1) % m];
+    worst = std::fmax(worst, std::fabs(row - d[i]));
+  }
+  std::cout << "  largest residual of the cyclic rows " << std::scientific << worst << "\n";
+  std::cout.flags(flags);
+  std::cout.precision(precision);
+}
+
+void optim_section() {
+  section("Minimisation: Powell, downhill simplex, one-dimensional search");
+  const std::ios_base::fmtflags flags = std::cout.flags();
+  const std::streamsize precision = std::cout.precision();
+
+  // Rosenbrock's banana valley, f(x, y) = (1 - x)^2 + 100 (y - x^2)^2, minimum 0 at (1, 1),
+  // from the classic start (-1.2, 1). The function counts its evaluations.
+  class Rosenbrock : public mlFunctionN1 {
+   public:
+    Rosenbrock() : mlFunctionN1(2) {}
+    double function(const mlSlice& p) const override {
+      ++evaluations;
+      const double a = 1.0 - p[0];
+      const double b = p[1] - p[0] * p[0];
+      return a * a + 100.0 * b * b;
+    }
+    mutable long evaluations = 0;
+  };
+
+  {
+    const Rosenbrock f;
+    mlVector p(mlVectorDim, 2);
+    p[0] = -1.2;
+    p[1] = 1.0;
+    mlMatrix directions(mlMatrixIdentity, 2);  // start along the axes
+    int passes = 0;
+    const double minimum = ml_powell_minimum_search(p, directions, 1e-10, passes, f);
+    std::cout << "Rosenbrock from (-1.2, 1), Powell's direction-set search:\n"
+              << "  minimum " << std::scientific << std::setprecision(3) << minimum << " at ("
+              << std::fixed << std::setprecision(9) << p[0] << ", " << p[1] << ")  "
+              << f.evaluations << " evaluations, " << passes + 1 << " passes\n";
+    std::cout.flags(flags);
+  }
+  {
+    const Rosenbrock f;
+    mlVector start(mlVectorDim, 2);
+    start[0] = -1.2;
+    start[1] = 1.0;
+    mlDownHillSimplex simplex(2);
+    const double minimum = simplex.solve(f, start, mlDownHillSimplexSlow);
+    mlVector x;
+    simplex.result(x);
+    std::cout << "Rosenbrock from (-1.2, 1), downhill simplex (budget " << mlDownHillSimplex::m_max
+              << " calls):\n"
+              << "  minimum " << std::scientific << std::setprecision(3) << minimum << " at ("
+              << std::fixed << std::setprecision(9) << x[0] << ", " << x[1] << ")  "
+              << simplex.number_of_calls() << " evaluations\n";
+    std::cout.flags(flags);
+  }
+
+  // One variable with analytic derivatives: cos t on [2, 5] has its minimum at pi. The
+  // minimiser takes Newton steps with the first and second derivatives and computes each value
+  // and derivative at most once per point.
+  class Cosine : public mlFunction {
+   public:
+    double function(double t) const override {
+      ++values;
+      return utMath::cos(t);
+    }
+    double function_derivative(int order, double t) const override {
+      ++derivatives;
+      return order == 1 ? -utMath::sin(t) : -utMath::cos(t);
+    }
+    mutable long values = 0;
+    mutable long derivatives = 0;
+  };
+  const Cosine cosine;
+  mlMinimiser minimiser(cosine, 2.5, 2.0, 5.0, 1e-12);
+  int found = 0, beyond_range = 0, out_of_iterations = 0;
+  const double t = minimiser.minimise(found, beyond_range, out_of_iterations);
+  const long values = cosine.values;
+  const long derivatives = cosine.derivatives;
+  // Within about 1e-8 of pi the values of cos all round to -1: the search stops once they no
+  // longer tell points apart, here a few 1e-11 from pi.
+  std::cout << "minimum of cos t on [2, 5] from t = 2.5 with analytic derivatives:\n"
+            << "  t = " << std::setprecision(15) << t << ", cos t = " << utMath::cos(t)
+            << ", t - pi = " << std::scientific << std::setprecision(2) << t - utMath::pi()
+            << "\n  found " << found << ", " << values << " values and " << derivatives
+            << " derivatives\n";
+
+  std::cout.flags(flags);
+  std::cout.precision(precision);
+}
+
+void sparse_section() {
+  section("Sparse matrices");
+
+  // The 5-point Laplacian of a 4 x 4 grid: 16 unknowns, 4 on the diagonal and -1 for each
+  // neighbour. Each row is filled in ascending column order: up, left, centre, right, down.
+  const int m = 4, n = m * m;
+  mlSparseMatrix laplacian(mlMatrixZero, n, n);
+  for (int r = 0; r < m; ++r) {
+    for (int c = 0; c < m; ++c) {
+      const int i = m * r + c;
+      if (r > 0) laplacian.set(i, i - m, -1.0);
+      if (c > 0) laplacian.set(i, i - 1, -1.0);
+      laplacian.set(i, i, 4.0);
+      if (c + 1 < m) laplacian.set(i, i + 1, -1.0);
+      if (r + 1 < m) laplacian.set(i, i + m, -1.0);
+    }
+  }
+  std::cout << "Laplacian of a 4 x 4 grid: " << laplacian.rows() << " x " << laplacian.cols()
+            << ", " << laplacian.num_non_zero_elements() << " stored entries\n";
+
+  // A block cut out of it, expanded to a dense matrix for printing.
+  mlSparseMatrix corner;
+  laplacian.extract_sub_matrix(0, 0, 6, 6, corner);
+  mlMatrix dense_corner;
+  corner.decompress(dense_corner);
+  std::cout << "its top-left 6 x 6 block:\n" << dense_corner;
+
+  // L * ones counts the missing neighbours: 2 at the corners, 1 along the edges, 0 inside.
+  mlVector ones(mlVectorZero, n);
+  ones += 1.0;
+  mlVector y;
+  laplacian.multiply_vector(ones, y);
+  std::cout << "L * ones = " << y;
+
+  // The Laplacian is symmetric: its transpose expands to the same dense matrix.
+  const mlSparseMatrix transposed(mlMatrixTranspose, laplacian);
+  mlMatrix dense_l, dense_t;
+  laplacian.decompress(dense_l);
+  transposed.decompress(dense_t);
+  std::cout << "L equals its transpose: " << (dense_l == dense_t ? "yes" : "no") << "\n";
+
+  // L * L is the 13-point biharmonic stencil; row 5 (an interior point) shows it.
+  const mlSparseMatrix square(mlMatrixProduct, laplacian, laplacian);
+  std::cout << "L * L stores " << square.num_non_zero_elements() << " entries; row 5:";
+  mlSparseRowIT it = square.row_iterator(5);
+  for (const mlSparseElement* e = it.advance(); e != nullptr; e = it.advance())
+    std::cout << " (" << e->column() << ", " << e->value() << ")";
+  std::cout << "\n";
+
+  // L^T L kept as a symmetric matrix stores only its upper triangle.
+  const mlSparseSymMatrix normal(mlMatrixPremultiplyTranspose, laplacian);
+  std::cout << "L^T L as a symmetric matrix stores " << normal.num_non_zero_elements()
+            << " entries; (5, 5) = " << normal.element(5, 5)
+            << ", (9, 4) = " << normal.element(9, 4) << "\n";
+}
+
 }  // namespace
 
 int main() {
   std::cout << "paskosda tour\n";
   arrays_and_scalar_helpers();
   vectors_and_matrices();
+  decomp_section();
   svd_section();
   functions_section();
+  optim_section();
+  sparse_section();
   return 0;
 }

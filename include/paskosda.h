@@ -26,8 +26,12 @@
 #include "linalg/mlVector.h"
 
 // Matrix decompositions
+#include "decomp/mlCholeskyDecomposition.h"
 #include "decomp/mlFortranMatrix.h"
+#include "decomp/mlLUDecomposition.h"
+#include "decomp/mlQRDecomposition.h"
 #include "decomp/mlSingularValueDecomposition.h"
+#include "decomp/mlTridiagonal.h"
 
 // Functions and calculus
 #include "functions/mlCachedFunctionN.h"
@@ -43,5 +47,14 @@
 #include "roots/mlPolynomial.h"
 #include "roots/mlRootSolve.h"
 #include "roots/mlTinyVectorPolynomial.h"
+
+// Optimisation
+#include "optim/mlDownHillSimplex.h"
+#include "optim/mlMinimiser.h"
+#include "optim/mlPowellMinimumSearch.h"
+
+// Sparse matrices
+#include "sparse/mlSparseMatrix.h"
+#include "sparse/mlSparseRow.h"
 
 #endif  // PASKOSDA_H
