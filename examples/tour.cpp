@@ -457,6 +457,79 @@ void sparse_section() {
             << ", (9, 4) = " << normal.element(9, 4) << "\n";
 }
 
+void roots_section() {
+  section("Roots and polynomials");
+
+  // Closed-form real roots, ascending.
+  double r1, r2, r3, r4;
+  int n = mlRootSolve::cubic_solve(1, -6, 11, -6, r1, r2, r3);
+  std::cout << "x^3 - 6x^2 + 11x - 6: " << n << " roots " << r1 << ", " << r2 << ", " << r3 << "\n";
+  n = mlRootSolve::quartic_solve(1, 0, -5, 0, 4, r1, r2, r3, r4);
+  std::cout << "x^4 - 5x^2 + 4: " << n << " roots " << r1 << ", " << r2 << ", " << r3 << ", " << r4
+            << "\n";
+
+  // Newton's method on cos t = t, bracketed by [0, 1].
+  class CosMinusT : public mlFunction {
+   public:
+    double function(double t) const override { return utMath::cos(t) - t; }
+    double function_derivative(int, double t) const override { return -utMath::sin(t) - 1.0; }
+  };
+  int ok = 0;
+  const double dottie = mlRootSolve::newton_raphson(CosMinusT(), 0.0, 1.0, 1e-14, ok, 50);
+  std::cout << std::setprecision(16) << "cos t = t at t = " << dottie << " (ok " << ok << ")\n"
+            << std::setprecision(6);
+
+  // Two equations in two unknowns: the unit circle meets the parabola y = x^2.
+  class CircleAndParabola : public mlFunctionN {
+   public:
+    CircleAndParabola() : mlFunctionN(2, 2) {}
+    void function(const mlSlice& x, mlVector& f) const override {
+      f.become(mlVectorDim, 2);
+      f[0] = x[0] * x[0] + x[1] * x[1] - 1.0;
+      f[1] = x[1] - x[0] * x[0];
+    }
+    void function_gradient(const mlSlice& x, mlMatrix& j) const override {
+      j.become(2, 2);
+      j(0, 0) = 2 * x[0];
+      j(0, 1) = 2 * x[1];
+      j(1, 0) = -2 * x[0];
+      j(1, 1) = 1;
+    }
+  };
+  mlNewtonRaphson newton(mlNRDimension, 2);
+  mlVector x(mlVectorDim, 2);
+  x[0] = 1.0;
+  x[1] = 1.0;
+  newton.solve(CircleAndParabola(), x, 1e-12, ok);
+  std::cout << "after " << newton.iteration() << " Newton steps (ok " << ok
+            << "), the circle meets the parabola y = x^2 at " << x;
+
+  // A polynomial through four points, its derivative, and a curve through points in the plane.
+  const double t[] = {0, 1, 2, 3};
+  const double y[] = {1, 3, 11, 31};
+  double c[4];
+  mlPolynomial fitter;
+  fitter.fit(t, y, 3, c);
+  std::cout << "p(t) through (0,1), (1,3), (2,11), (3,31): ";
+  mlPolynomial::print(std::cout, 3, c);
+  int degree = 3;
+  mlPolynomial::derivative(1, degree, c);
+  double slope = 0.0;
+  mlPolynomial::evaluate(degree, c, 1.5, slope);
+  std::cout << "p'(t) = ";
+  mlPolynomial::print(std::cout, degree, c);
+  std::cout << "p'(1.5) = " << slope << "\n";
+
+  const mlTinyVector2 points[] = {mlTinyVector2(0, 0), mlTinyVector2(1, 1), mlTinyVector2(2, 0)};
+  mlTinyVector2 curve[3];
+  mlTinyVector2Polynomial().fit(0.0, 1.0, points, 2, curve);
+  mlTinyVector2 middle;
+  mlTinyVector2Polynomial::evaluate(2, curve, 0.5, middle);
+  std::cout << "chord-length curve through (0,0), (1,1), (2,0): c(t) = ";
+  mlTinyVector2Polynomial::print(std::cout, 2, curve);
+  std::cout << "c(0.5) = " << middle << "\n";
+}
+
 }  // namespace
 
 int main() {
@@ -466,6 +539,7 @@ int main() {
   decomp_section();
   svd_section();
   functions_section();
+  roots_section();
   optim_section();
   sparse_section();
   return 0;

@@ -44,6 +44,7 @@
 #include "functions/mlSquaredLengthFunc2.h"
 
 // Roots and polynomials
+#include "roots/mlNewtonRaphson.h"
 #include "roots/mlPolynomial.h"
 #include "roots/mlRootSolve.h"
 #include "roots/mlTinyVectorPolynomial.h"
