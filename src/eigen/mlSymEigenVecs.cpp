@@ -1,0 +1,265 @@
+#include "eigen/mlSymEigenVecs.h"
+
+#include <cfloat>
+#include <cmath>
+
+#include "containers/coPageArr.h"
+#include "containers/coQuickSort.h"
+#include "containers/utCheck.h"
+
+namespace {
+
+// The safeguard on the number of rotations.
+constexpr long kMaxRotations = 10000000;
+
+bool all_finite(const double* x, int n) noexcept {
+  for (int i = 0; i < n; ++i) {
+    if (!std::isfinite(x[i])) return false;
+  }
+  return true;
+}
+
+// The scan for the rotation: the largest magnitude in the strict upper triangle of the n by n
+// matrix a, starting from -DBL_MAX, and in (p, q) the first element in row-major order that
+// has it; p stays -1 when no element is a number. This is what a running maximum replaced
+// only by a strictly larger element gives (a NaN never replaces it). The maximum of a set does
+// not depend on the order it is taken in, so four independent maxima find it without one long
+// chain of comparisons, and a second pass locates it.
+double largest_off_diagonal(const double* a, int n, int& p, int& q) noexcept {
+  double m0 = -DBL_MAX, m1 = -DBL_MAX, m2 = -DBL_MAX, m3 = -DBL_MAX;
+  for (int i = 0; i < n; ++i) {
+    const double* row = a + n * i;
+    int j = i + 1;
+    for (; j + 3 < n; j += 4) {
+      const double x0 = std::fabs(row[j]);
+      const double x1 = std::fabs(row[j + 1]);
+      const double x2 = std::fabs(row[j + 2]);
+      const double x3 = std::fabs(row[j + 3]);
+      m0 = x0 > m0 ? x0 : m0;
+      m1 = x1 > m1 ? x1 : m1;
+      m2 = x2 > m2 ? x2 : m2;
+      m3 = x3 > m3 ? x3 : m3;
+    }
+    for (; j < n; ++j) {
+      const double x = std::fabs(row[j]);
+      m0 = x > m0 ? x : m0;
+    }
+  }
+  m0 = m1 > m0 ? m1 : m0;
+  m0 = m2 > m0 ? m2 : m0;
+  m0 = m3 > m0 ? m3 : m0;
+  p = -1;
+  q = -1;
+  for (int i = 0; i < n; ++i) {
+    const double* row = a + n * i;
+    for (int j = i + 1; j < n; ++j) {
+      if (std::fabs(row[j]) == m0) {
+        p = i;
+        q = j;
+        return m0;
+      }
+    }
+  }
+  return m0;
+}
+
+// The rotation R is the identity except R(p,p) = e1[0], R(q,p) = e1[1], R(p,q) = e2[0] and
+// R(q,q) = e2[1]. Its defining form is whole dense products: A := (R^T A) R, V := V R, each
+// element a running sum from +0.0 over ascending k. This is that form.
+void rotate_by_products(mlMatrix& a, mlMatrix& v, int p, int q, const mlVector& e1,
+                        const mlVector& e2) noexcept {
+  mlMatrix r(mlMatrixIdentity, a.rows());
+  r(p, p) = e1[0];
+  r(q, p) = e1[1];
+  r(p, q) = e2[0];
+  r(q, q) = e2[1];
+  const mlMatrix t(mlMatrixTranspose, r);
+  const mlMatrix ta(mlMatrixProduct, t, a);
+  const mlMatrix tar(mlMatrixProduct, ta, r);
+  a.become(utCopy, tar);
+  v.become(mlMatrixProduct, v, r);
+}
+
+// The same rotation touching only rows and columns p and q, with the products' exact bits.
+//
+// Why it is exact: in the sum for an element of R^T A or of (R^T A) R, every term but the ones
+// at k = p and k = q (p < q) multiplies a matrix element by an exact 0.0 or 1.0. When every
+// element of A, of V and of the new rows p and q of R^T A is finite, the zero terms are signed
+// zeros, and adding a signed zero never changes a running sum that started at +0.0 (such a sum
+// is never -0.0 in round-to-nearest). So an element outside rows and columns p, q is just
+// x + 0.0 (its value, with -0.0 turned into +0.0), and the others are
+// (0.0 + t_p) + t_q with the two products formed as the full product forms them. The products
+// leave no -0.0 behind, so only the input can hold one: `sanitise` is set for the first
+// rotation. A non-finite element would instead turn the zero terms into NaN along whole rows,
+// so those cases go through the products themselves.
+//
+// Returns false, leaving a and v untouched, when the new rows p and q of R^T A are not all
+// finite (the caller then rotates by the products). Otherwise applies the rotation and sets
+// `finite` to whether the new columns p and q of A and V are finite (the rest stays finite).
+// rows must hold 2 * n doubles.
+bool rotate_in_place(mlMatrix& a, mlMatrix& v, int p, int q, const mlVector& e1, const mlVector& e2,
+                     bool sanitise, double* rows, bool& finite) noexcept {
+  const int n = a.rows();
+  double* pa = a.data();
+  double* pv = v.data();
+  // Rows p and q of R^T: R^T(p,p) = e1[0], R^T(p,q) = e1[1], R^T(q,p) = e2[0], R^T(q,q) = e2[1].
+  const double tpp = e1[0], tpq = e1[1], tqp = e2[0], tqq = e2[1];
+  double* row_p = rows;
+  double* row_q = rows + n;
+  const double* ap = pa + n * p;
+  const double* aq = pa + n * q;
+  // Collected without branches: the flags and the elements do not depend on each other.
+  int ok = 1;
+  for (int j = 0; j < n; ++j) {
+    row_p[j] = (0.0 + tpp * ap[j]) + tpq * aq[j];
+    row_q[j] = (0.0 + tqp * ap[j]) + tqq * aq[j];
+    ok &= static_cast<int>(std::isfinite(row_p[j])) & static_cast<int>(std::isfinite(row_q[j]));
+  }
+  if (ok == 0) return false;
+
+  if (sanitise) {
+    for (int i = 0; i < n * n; ++i)
+      pa[i] = pa[i] + 0.0;
+  }
+  for (int j = 0; j < n; ++j) {
+    pa[n * p + j] = row_p[j];
+    pa[n * q + j] = row_q[j];
+  }
+  // Columns p and q of R: (R(p,p), R(q,p)) = e1 and (R(p,q), R(q,q)) = e2.
+  const double rpp = e1[0], rqp = e1[1], rpq = e2[0], rqq = e2[1];
+  for (double* m : {pa, pv}) {
+    for (int i = 0; i < n; ++i) {
+      double* mi = m + n * i;
+      const double x = mi[p];
+      const double y = mi[q];
+      const double new_p = (0.0 + x * rpp) + y * rqp;
+      const double new_q = (0.0 + x * rpq) + y * rqq;
+      mi[p] = new_p;
+      mi[q] = new_q;
+      ok &= static_cast<int>(std::isfinite(new_p)) & static_cast<int>(std::isfinite(new_q));
+    }
+  }
+  finite = ok != 0;
+  return true;
+}
+
+}  // namespace
+
+mlSymEigenVecs& mlSymEigenVecs::become(const mlMatrix& m) noexcept {
+  mlEigenVecs::become(m);
+  return *this;
+}
+
+void mlSymEigenVecs::calculate() noexcept {
+  const mlMatrix& input = *matrix_;
+  const int n = input.rows();
+  PASKOSDA_CHECK(input.cols() == n && input.size() >= n * n,
+                 "mlSymEigenVecs::calculate: the matrix is %dx%d (%d stored), not square",
+                 input.rows(), input.cols(), input.size());
+  mlMatrix a(utCopy, input);
+  mlMatrix v(mlMatrixIdentity, n);
+  mlMatrix s(2, 2);
+  mlVector e1;
+  mlVector e2;
+  mlVector scratch(mlVectorDim, 2 * n);
+  const double threshold = tolerance_ * 0.01;
+  bool finite = all_finite(a.data(), n * n);  // V starts as the identity
+  bool first = true;
+  long count = 0;
+  for (;;) {
+    int p = -1;
+    int q = -1;
+    const double largest = largest_off_diagonal(a.data(), n, p, q);
+    if (threshold > largest) break;
+    // Only a NaN tolerance gets here without a position (when no off-diagonal element is a
+    // number, or n < 2): there is nothing to rotate, so this counts as converged.
+    if (p < 0) break;
+
+    s(0, 0) = a(p, p);
+    s(0, 1) = a(p, q);
+    s(1, 0) = a(q, p);
+    s(1, 1) = a(q, q);
+    double l1 = 0.0;
+    double l2 = 0.0;
+    eigens2(s, l1, l2, e1, e2);
+
+    if (!finite || !rotate_in_place(a, v, p, q, e1, e2, first, scratch.data(), finite)) {
+      rotate_by_products(a, v, p, q, e1, e2);
+      finite = all_finite(a.data(), n * n) && all_finite(v.data(), n * n);
+    }
+    first = false;
+
+    count = count + 1;
+    if (count >= kMaxRotations) {
+      status_ = mlEigenVecsFailed;
+      return;
+    }
+  }
+  sort(a.diagonal(), v);
+  status_ = mlEigenVecsOk;
+}
+
+int mlSymEigenVecs::check_symmetric(const mlMatrix& m) const noexcept {
+  for (int i = 0; i < m.rows(); ++i) {
+    for (int j = 0; j < i; ++j) {
+      if (std::fabs(m(i, j) - m(j, i)) > tolerance_) return 0;
+    }
+  }
+  return 1;
+}
+
+void mlSymEigenVecs::eigens2(const mlMatrix& s, double& l1, double& l2, mlVector& e1,
+                             mlVector& e2) const noexcept {
+  const double a = s(0, 0);
+  const double b = s(0, 1);
+  const double c = s(1, 0);
+  const double d = s(1, 1);
+  const double diff = a - d;
+  const double r = std::sqrt(diff * diff * 0.25 + b * b);
+  const double m = (a + d) * 0.5;
+  // Kept in locals: l1 and l2 may share storage with s.
+  const double larger = m + r;
+  const double smaller = m - r;
+  // The rows of S - l1 I; the longer one (row 0 on a tie) is perpendicular to l1's vector.
+  // Their squared lengths are scalar products; the sum's 0.0 start is left out, as adding a
+  // square (never -0.0) to +0.0 returns it unchanged.
+  const double m00 = a - larger;
+  const double m11 = d - larger;
+  const double length0 = m00 * m00 + b * b;
+  const double length1 = c * c + m11 * m11;
+  double w0 = m00;
+  double w1 = b;
+  double length_squared = length0;
+  if (length1 > length0) {
+    w0 = c;
+    w1 = m11;
+    length_squared = length1;
+  }
+  const double length = std::sqrt(length_squared);
+  e1.become(mlVectorDim, 2);
+  e2.become(mlVectorDim, 2);
+  e1[0] = w1 / length;
+  e1[1] = -w0 / length;
+  e2[0] = w0 / length;
+  e2[1] = w1 / length;
+  l1 = larger;
+  l2 = smaller;
+}
+
+void mlSymEigenVecs::sort(const mlSlice& diagonal, const mlMatrix& vectors) noexcept {
+  const int n = diagonal.dimension();
+  doublecoPageArr keys;
+  for (int i = 0; i < n; ++i)
+    keys.append(diagonal[i] * diagonal[i]);
+  intcoPageArr index;
+  const doublecoQuickSortIndex ascending(keys, index);
+  eigen_values_.reserve(n);
+  eigen_vectors_.become(n, n);
+  const int rows = vectors.rows();
+  for (int k = 0; k < n; ++k) {
+    const int j = index[n - 1 - k];
+    eigen_values_.append(diagonal[j]);
+    for (int i = 0; i < rows; ++i)
+      eigen_vectors_(i, k) = vectors(i, j);
+  }
+}
