@@ -530,6 +530,164 @@ void roots_section() {
   std::cout << "c(0.5) = " << middle << "\n";
 }
 
+void eigen_section() {
+  section("Eigen-analysis and principal component analysis");
+
+  // Stiffness matrix of four equal springs in a chain, fixed at one end, free at the other.
+  // Its eigenvalues are the squared natural frequencies (unit masses), its eigenvectors the
+  // mode shapes.
+  const double k[] = {2, -1, 0, 0, -1, 2, -1, 0, 0, -1, 2, -1, 0, 0, -1, 1};
+  const mlMatrix stiffness(utConvert, k, 4, 4);
+  mlSymEigenVecs modes(stiffness);
+  modes.set_tolerance(1e-12);
+  modes.calculate();
+  mlVector lambda;
+  modes.eigen_values(lambda);
+  std::cout << "spring chain: eigenvalues (largest first) " << lambda;
+  std::cout << "mode shapes, one per column:\n" << modes.eigen_vectors();
+  double residual = 0.0;
+  for (int c = 0; c < 4; ++c) {
+    mlVector kv;
+    multiply(stiffness, modes.eigen_vector(c), kv);
+    for (int i = 0; i < 4; ++i) {
+      const double r = std::fabs(kv[i] - lambda[c] * modes.eigen_vector(c)[i]);
+      if (r > residual) residual = r;
+    }
+  }
+  std::cout << "largest |K v - lambda v|: " << residual << "\n";
+
+  // A 3-D point cloud: 2000 points spread 3, 1 and 0.2 (standard deviations) along three
+  // perpendicular directions, around (1, 2, 3).
+  const double u[3][3] = {
+      {2.0 / 3, 2.0 / 3, 1.0 / 3}, {-2.0 / 3, 1.0 / 3, 2.0 / 3}, {1.0 / 3, -2.0 / 3, 2.0 / 3}};
+  const double spread[3] = {3.0, 1.0, 0.2};
+  const double centre[3] = {1.0, 2.0, 3.0};
+  mlRandom random(2718);
+  doublecoDynArr2D cloud;
+  for (int i = 0; i < 2000; ++i) {
+    double t[3];
+    for (int a = 0; a < 3; ++a) {
+      // The sum of 12 uniforms on [-0.5, 0.5) has variance 1.
+      double g = 0.0;
+      for (int r = 0; r < 12; ++r)
+        g += random.uniform(-0.5, 0.5);
+      t[a] = spread[a] * g;
+    }
+    for (int j = 0; j < 3; ++j)
+      cloud(i, j) = centre[j] + t[0] * u[0][j] + t[1] * u[1][j] + t[2] * u[2][j];
+  }
+  const mlPCA pca(cloud);
+  std::cout << "PCA of 2000 points, status " << pca.status() << "\n";
+  const doublecoDynArr& c = pca.mass_centre();
+  std::cout << "mass centre: (" << c[0] << ", " << c[1] << ", " << c[2] << ")\n";
+  std::cout << "variances (expected about 9, 1, 0.04): " << pca.eigenvalues();
+  std::cout << "axes (expected up to sign: (2, 2, 1) / 3, (-2, 1, 2) / 3, (1, -2, 2) / 3):\n";
+  for (int a = 0; a < 3; ++a) {
+    mlVector axis;
+    pca.axis(a, axis);
+    std::cout << "  " << axis;
+  }
+}
+
+void least_squares_section() {
+  section("Least squares and constrained quadratics");
+  const std::ios_base::fmtflags flags = std::cout.flags();
+  const std::streamsize precision = std::cout.precision();
+
+  // A circle through 20 points: the parameters are the centre (cx, cy) and the
+  // radius r; the distance of point k is its distance from the centre minus r.
+  // The radius is kept positive.
+  class CircleFit : public mlDistanceLeastSquares {
+   public:
+    CircleFit(const mlVector& x, const mlVector& y)
+        : mlDistanceLeastSquares(3, x.dimension()), x_(utCopy, x), y_(utCopy, y) {}
+    void normalise_parameters(mlVector& p) override { p[2] = std::fabs(p[2]); }
+    void distance_and_derivatives(double& d, mlVector& derivatives, int k) override {
+      const double dx = x_[k] - parameters_[0];
+      const double dy = y_[k] - parameters_[1];
+      const double rho = std::sqrt(dx * dx + dy * dy);
+      derivatives[0] = -dx / rho;
+      derivatives[1] = -dy / rho;
+      derivatives[2] = -1.0;
+      d = rho - parameters_[2];
+    }
+    void distance(double& d, int k) override {
+      const double dx = x_[k] - parameters_[0];
+      const double dy = y_[k] - parameters_[1];
+      d = std::sqrt(dx * dx + dy * dy) - parameters_[2];
+    }
+
+   private:
+    mlVector x_;
+    mlVector y_;
+  };
+
+  // Points on the circle of centre (2, -1) and radius 3, over a whole turn or a
+  // 30 degree arc, each moved radially by up to 0.01.
+  auto sample = [](double arc, mlVector& x, mlVector& y) {
+    mlRandom random(42);
+    x.become(mlVectorDim, 20);
+    y.become(mlVectorDim, 20);
+    for (int k = 0; k < 20; ++k) {
+      const double a = arc * k / 20.0;
+      const double r = 3.0 + random.uniform(-0.01, 0.01);
+      x[k] = 2.0 + r * utMath::cos(a);
+      y[k] = -1.0 + r * utMath::sin(a);
+    }
+  };
+  mlVector start(mlVectorZero, 3);
+  start[2] = 1.0;
+  const double arcs[2] = {2.0 * utMath::pi(), utMath::pi() / 6.0};
+  const char* names[2] = {"whole turn", "30 degree arc"};
+  for (int i = 0; i < 2; ++i) {
+    mlVector x;
+    mlVector y;
+    sample(arcs[i], x, y);
+    CircleFit circle(x, y);
+    mlLevenbergMarquardt fitter(circle);
+    mlVector p;
+    const double mean_square = fitter.fit(start, p);
+    std::cout << "circle fit to 20 noisy points on a " << names[i] << " (truth (2, -1), r 3):\n"
+              << std::fixed << std::setprecision(6) << "  centre (" << p[0] << ", " << p[1]
+              << "), r " << p[2] << ", rms distance " << std::scientific << std::setprecision(2)
+              << std::sqrt(mean_square) << ", point distribution quality " << std::fixed
+              << std::setprecision(4) << circle.point_distribution_quality(p) << "\n";
+    std::cout.flags(flags);
+  }
+
+  // Minimise (x - 3)^2 + (y + 1)^2 + x y over the box 0 <= x <= 2, 0 <= y <= 2,
+  // i.e. 1/2 x^T H x + g^T x with H = [[2, 1], [1, 2]], g = (-6, 2), and
+  // constraints A x >= b.
+  mlMatrix H(mlMatrixZero, 2, 2);
+  H(0, 0) = 2.0;
+  H(0, 1) = 1.0;
+  H(1, 0) = 1.0;
+  H(1, 1) = 2.0;
+  mlVector g(mlVectorDim, 2);
+  g[0] = -6.0;
+  g[1] = 2.0;
+  const double rows[8] = {1.0, 0.0, -1.0, 0.0, 0.0, 1.0, 0.0, -1.0};
+  const mlMatrix A(utConvert, rows, 4, 2);
+  mlVector b(mlVectorDim, 4);
+  b[0] = 0.0;   //  x >= 0
+  b[1] = -2.0;  // -x >= -2
+  b[2] = 0.0;   //  y >= 0
+  b[3] = -2.0;  // -y >= -2
+  mlConstrainedQuadraticMinimiser qp(A, b, 0);
+  mlVector xy(mlVectorDim, 2);
+  xy[0] = 5.0;  // outside the box: stage 1 brings it in first
+  xy[1] = -3.0;
+  const int ok = qp.solve(H, g, xy);
+  std::cout << "quadratic (x - 3)^2 + (y + 1)^2 + x y on the box [0, 2] x [0, "
+               "2] from (5, -3):\n"
+            << "  solve " << ok << ", minimum at (" << std::fixed << std::setprecision(6) << xy[0]
+            << ", " << xy[1] << ")  (unconstrained minimum (" << 14.0 / 3.0 << ", " << -10.0 / 3.0
+            << "))\n";
+
+  std::cout.flags(flags);
+  std::cout.precision(precision);
+}
+
 }  // namespace
 
 int main() {
@@ -538,9 +696,11 @@ int main() {
   vectors_and_matrices();
   decomp_section();
   svd_section();
+  eigen_section();
   functions_section();
   roots_section();
   optim_section();
+  least_squares_section();
   sparse_section();
   return 0;
 }

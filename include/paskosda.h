@@ -33,6 +33,12 @@
 #include "decomp/mlSingularValueDecomposition.h"
 #include "decomp/mlTridiagonal.h"
 
+// Eigen-analysis
+#include "eigen/mlAsymEigenVecs.h"
+#include "eigen/mlEigenVecs.h"
+#include "eigen/mlPCA.h"
+#include "eigen/mlSymEigenVecs.h"
+
 // Functions and calculus
 #include "functions/mlCachedFunctionN.h"
 #include "functions/mlFunction.h"
@@ -50,7 +56,9 @@
 #include "roots/mlTinyVectorPolynomial.h"
 
 // Optimisation
+#include "optim/mlConstrainedQuadraticMinimiser.h"
 #include "optim/mlDownHillSimplex.h"
+#include "optim/mlLevenbergMarquardt.h"
 #include "optim/mlMinimiser.h"
 #include "optim/mlPowellMinimumSearch.h"
 
