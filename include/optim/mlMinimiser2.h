@@ -1,0 +1,325 @@
+#ifndef PASKOSDA_OPTIM_MLMINIMISER2_H
+#define PASKOSDA_OPTIM_MLMINIMISER2_H
+
+// Minimisation over two parameters (u, v) inside a rectangular parameter patch, optionally
+// periodic in u or in v: `mlMinimiser2` minimises a scalar `mlFunction2`, `mlVectorMinimiser2`
+// the length of a vector function of (u, v) (projecting a point onto a parametric surface).
+// Both share `mlBaseMinimiser2`, which holds the patch, the tolerance, the iteration and its
+// step strategies.
+//
+// Each iteration, at the current point with value f and gradient g:
+//  1. A non-periodic parameter on its patch edge whose gradient points out of the patch is
+//     held, and the step runs along that edge: first a one-dimensional search over the edge
+//     (`mlMinimiser` on an `mlLineOnFunction2`), then Newton steps along it. Both parameters
+//     held: the corner is the minimum.
+//  2. Otherwise the first strategy that lowers the value is taken: the tangent-plane
+//     (Gauss-Newton) step of the vector minimiser, the Newton step, a Polak-Ribiere line step,
+//     a steepest-descent line step. Full steps leaving the patch are shortened to its edge;
+//     line steps stay inside it; periodic parameters are wrapped back into the patch.
+//  3. A Newton step shorter than the parameter tolerance ends the iteration (a tangent-plane
+//     step that short hands the decision to the Newton step).
+//
+// Where this goes beyond "first that lowers the value", it does so for the quality of the
+// result, and each member below says how:
+//  - the tangent-plane step is taken at once only when the value falls as its linear model
+//    predicts (within 10%: it then shrinks the distance at least ten-fold); otherwise the
+//    Newton step comes first, then the tangent-plane point (after a search along it when the
+//    value fell far more or far less than predicted);
+//  - a Newton step may raise the value by rounding (64 ulps of |f|), or by up to 1e-10 |f| when
+//    the gradient shrinks: near a minimum of large value the values stop resolving the step;
+//  - a one-dimensional search compares values too, so on an edge Newton steps along it
+//    finish the point;
+//  - before an edge minimum is reported, the line parallel to the edge 1e-3 of the patch width
+//    inside it is searched: a collapsed edge (a sphere's pole) looks like a minimum from each
+//    of its points;
+//  - at a point of zero gradient, or where steepest descent fails, a direction of negative
+//    curvature leaves a saddle.
+//
+// Nothing here throws or logs; nothing carries over between calls of `minimise` but the
+// settings.
+
+#include <cfloat>
+
+#include "functions/mlFunction.h"
+#include "functions/mlSquaredLengthFunc2.h"
+#include "linalg/mlMatrix.h"
+#include "linalg/mlVector.h"
+#include "paskosda_export.h"
+
+class mlLineOnFunction2;
+
+/// How `minimise` ended (values fixed).
+enum mlMinimiser2State {
+  /// An interior minimum: a Newton step shorter than the tolerance, or a zero gradient
+  /// without a direction of negative curvature.
+  mlMinimiser2Converged = 0,
+  /// A minimum on a non-periodic patch edge: the gradient points out of the patch across the
+  /// edge and the minimisation along the edge has converged.
+  mlMinimiser2OnEdge = 1,
+  /// A minimum at a patch corner: the gradient points out across both edges.
+  mlMinimiser2AtCorner = 2,
+  /// The iteration budget ran out; the best point is returned.
+  mlMinimiser2MaxIterations = 3,
+  /// No step strategy lowered the value (a NaN value included); the best point is returned.
+  mlMinimiser2NoProgress = 4
+};
+
+/// The patch, periodicity, tolerance, iteration and step strategies shared by the two surface
+/// minimisers. Abstract: a derived minimiser supplies the function's values and its analytic
+/// derivatives (or declines them, and central differences are used). Not copyable; one object,
+/// one thread at a time.
+class PASKOSDA_EXPORT mlBaseMinimiser2 {
+ public:
+  virtual ~mlBaseMinimiser2();
+  mlBaseMinimiser2(const mlBaseMinimiser2&) = delete;
+  mlBaseMinimiser2& operator=(const mlBaseMinimiser2&) = delete;
+
+  /// The patch [u_min, u_max] x [v_min, v_max]; a bound of -DBL_MAX or +DBL_MAX leaves that
+  /// side open. Each pair must be ordered (checked in checked builds only).
+  void set_patch(double u_min, double u_max, double v_min, double v_max) noexcept;
+  /// A non-zero flag makes that parameter periodic: it wraps modulo its patch width into
+  /// [min, max) and has no edge. Periodicity needs a finite patch width (checked in checked
+  /// builds; otherwise the flag is ignored for an open side).
+  void set_periodic(int u_periodic, int v_periodic) noexcept;
+  /// The step length in parameter space (Euclidean in (u, v)) below which the iteration has
+  /// converged. A value <= 0 restores the default: 1e-10 times the larger patch width, or an
+  /// absolute 1e-10 when a side of the patch is open.
+  void set_tolerance(double parameter_tolerance) noexcept;
+  /// The iteration budget of `minimise` (100 by default; 0 or less evaluates the start only).
+  void set_max_iterations(int n) noexcept { max_iterations_ = n; }
+
+  /// Minimises from (u, v), first clamped (wrapped, for a periodic parameter) into the patch,
+  /// and writes the point found back to u and v; it always lies inside the patch. Returns how
+  /// the search ended; on `mlMinimiser2MaxIterations` and `mlMinimiser2NoProgress` the point
+  /// is the best one found.
+  mlMinimiser2State minimise(double& u, double& v);
+
+  /// The function's value at the point of the last `minimise` (-DBL_MAX before the first).
+  double minimum_value() const noexcept { return minimum_value_; }
+  /// The iterations of the last `minimise`: each step taken, and the final pass that decided
+  /// the state.
+  int iterations() const noexcept { return iterations_; }
+  /// The calls made to the user's function object by the last `minimise`: values, analytic
+  /// derivatives and Jacobians alike, those of the finite differences and of the
+  /// one-dimensional searches included. Each iteration runs at most five one-dimensional
+  /// searches of at most 100 passes each, so the count is bounded by the iteration budget.
+  int evaluations() const noexcept { return evaluations_; }
+  /// The parameter tolerance `minimise` uses with the present settings.
+  double tolerance() const noexcept;
+
+ protected:
+  /// An unbounded, non-periodic patch, the default tolerance and 100 iterations.
+  mlBaseMinimiser2() noexcept = default;
+
+  /// The outcome of one step strategy.
+  enum Step {
+    /// Not applicable, or no lower value found: the point is unchanged.
+    StepFailed = 0,
+    /// The point moved to a lower value (for a Newton step: one no higher beyond rounding).
+    StepTaken = 1,
+    /// The step is shorter than the tolerance: converged (the point moved unless that raised
+    /// the value by more than 1e-10 |f|).
+    StepConverged = 2,
+    /// A tangent-plane step shorter than the tolerance: with a residual it may fall short of
+    /// the minimum by any factor, so the Newton step decides, and without one it counts as
+    /// converged.
+    StepShort = 3
+  };
+
+  /// The value at (u, v), a point of the patch (periodic parameters already wrapped). Each
+  /// call to the user's function is counted with `count_evaluation`.
+  virtual double value(double u, double v) const = 0;
+  /// The analytic partial derivative of orders (i in u, j in v), i + j = 1 or 2, at a point of
+  /// the patch, or -666.0 when the function does not offer that order (then central
+  /// differences are used for the rest of the `minimise`).
+  virtual double partial(int i, int j, double u, double v) const = 0;
+  /// Called at the start of every `minimise`, to drop what a derived minimiser caches.
+  virtual void prepare() {}
+
+  /// The tangent-plane step of a vector minimiser; the base has none (StepFailed).
+  virtual Step tangent_plane_step();
+  /// The Newton step -H^-1 g when the Hessian H is positive definite, shortened to the patch.
+  /// Taken when the value does not rise beyond rounding (64 ulps of |f|), or rises by less
+  /// than 1e-10 |f| while the gradient shrinks; converged when shorter than the tolerance (or,
+  /// with finite-difference derivatives, than the step their rounding noise allows).
+  Step newton_step();
+  /// The Polak-Ribiere direction -g + beta d_prev, beta = g.(g - g_prev) / |g_prev|^2, minimised
+  /// along the line. Only right after a steepest-descent line step (so restarted every second
+  /// iteration) and when beta > 0 and the direction descends; otherwise StepFailed.
+  Step polak_ribiere_step();
+  /// -g minimised along the line. When that finds nothing lower (a zero gradient included)
+  /// and the Hessian has a negative eigenvalue, its eigenvector is searched in both senses,
+  /// so that a saddle point is left.
+  Step steepest_descent_step();
+  /// The minimisation along the edge on which the parameter `axis` (0 for u, 1 for v) is held:
+  /// `mlMinimiser` over the other parameter's range (a period centred on it when periodic) to
+  /// the parameter tolerance, using the sign of the derivative along the edge; once that
+  /// search has converged or found nothing lower, Newton steps along the edge (converged when
+  /// shorter than the tolerance).
+  Step edge_step(int axis);
+  /// Shortens the step (du, dv) from the current point to the patch boundary (for a
+  /// coordinate already on its bound and leaving at once, that component is dropped instead)
+  /// and writes the point reached to (u, v): the coordinate that limited the step exactly on
+  /// its bound, periodic coordinates wrapped.
+  void snap_to_patch(double& du, double& dv, double& u, double& v) const noexcept;
+
+  /// The value at any (u, v): periodic coordinates wrapped into the patch, then `value`.
+  double evaluate(double u, double v) const;
+  /// Moves the current point to (u, v) with value f (a point already in the patch).
+  void move_to(double u, double v, double f) noexcept;
+  /// Offers a point with a lower value found by a step that was not taken at once; it is
+  /// taken when the Newton step fails too. A non-zero direction (du, dv) asks for the line
+  /// along it to be searched first; the search's point is taken when it is no higher.
+  void offer_candidate(double u, double v, double f, double du, double dv) noexcept;
+  /// Adds one call of the user's function to the count.
+  void count_evaluation() const noexcept { ++evaluations_; }
+
+  // The current point, its value and gradient, valid during `minimise`.
+  double u_ = 0.0;
+  double v_ = 0.0;
+  double f_ = 0.0;
+  double gu_ = 0.0;
+  double gv_ = 0.0;
+  // The tolerance of this `minimise`.
+  double tol_ = 1e-10;
+
+ private:
+  class PatchFunction;
+  class LineSearch;
+
+  // One iteration: the final state, or -1 to go on.
+  int iterate();
+  // The partial derivative of orders (i, j) at a patch point: analytic when offered, else
+  // central differences.
+  double derivative(int i, int j, double u, double v) const;
+  double difference(int axis, double u, double v) const;
+  // The Hessian at the current point, computed at most once per iteration.
+  void ensure_hessian();
+  // The smallest eigenvalue of the Hessian and its eigenvector.
+  double lowest_curvature(double& eu, double& ev) const noexcept;
+  bool is_periodic(int axis) const noexcept;
+  bool is_held(int axis) const noexcept;
+  double wrap(int axis, double x) const noexcept;
+  double into_patch(int axis, double x) const noexcept;
+  double width(int axis) const noexcept;
+  double difference_scale(int axis) const noexcept;
+  Step line_step(double du, double dv);
+  // A Newton step along the free coordinate of an edge already searched.
+  Step edge_newton_step(int free);
+  // Takes a Newton step to (u, v) with value f when the value does not rise beyond rounding,
+  // or rises by less than 1e-10 |f| while the gradient (its `axis` component, or the whole for
+  // -1) shrinks. Returns whether it took it.
+  bool take_model_step(double u, double v, double f, int axis);
+  // The Newton step length below which the iteration has converged, for the given curvature.
+  double newton_threshold(double curvature) const noexcept;
+  // Sets the window of a line along the free coordinate and the range to search it over.
+  void along_edge(int free, mlLineOnFunction2& line, double& low, double& high) const noexcept;
+  Step inside_probe(int axis);
+
+  double lo_[2] = {-DBL_MAX, -DBL_MAX};
+  double hi_[2] = {DBL_MAX, DBL_MAX};
+  bool periodic_[2] = {false, false};
+  double user_tolerance_ = 0.0;
+  int max_iterations_ = 100;
+
+  double minimum_value_ = -DBL_MAX;
+  int iterations_ = 0;
+  mutable int evaluations_ = 0;
+
+  // Per `minimise`: which derivative orders the function offers (-1 unknown, 0 no, 1 yes).
+  mutable int offered_[3] = {-1, -1, -1};
+  // Whether gu_, gv_ and the Hessian belong to the current point.
+  bool gradient_ready_ = false;
+  bool hessian_ready_ = false;
+  double huu_ = 0.0;
+  double huv_ = 0.0;
+  double hvv_ = 0.0;
+  // Polak-Ribiere memory: set by a steepest-descent line step of the previous iteration.
+  bool conjugate_ready_ = false;
+  bool conjugate_available_ = false;
+  double gu_prev_ = 0.0;
+  double gv_prev_ = 0.0;
+  double du_prev_ = 0.0;
+  double dv_prev_ = 0.0;
+  // A lower point offered during this iteration.
+  bool candidate_ = false;
+  double candidate_u_ = 0.0;
+  double candidate_v_ = 0.0;
+  double candidate_f_ = 0.0;
+  double candidate_du_ = 0.0;
+  double candidate_dv_ = 0.0;
+  // The held axis + 1 whose edge search converged in an earlier iteration, else 0.
+  int edge_done_ = 0;
+};
+
+/// Minimises a scalar function f(u, v) over a patch, by default f's own domain. Uses f's
+/// analytic first and second derivatives (`uv_function_derivative`) where f offers them:
+/// `max_deriv` at least the order and a result other than -666.0 at the first request; central
+/// differences with steps scaled to the patch otherwise. f is borrowed and must outlive the
+/// minimiser.
+class PASKOSDA_EXPORT mlMinimiser2 : public mlBaseMinimiser2 {
+ public:
+  /// A minimiser of f over its domain (`u_min()` ... `v_max()`, read now).
+  explicit mlMinimiser2(const mlFunction2& f) noexcept;
+  // The minimiser keeps a pointer to f: a temporary would be gone before the search.
+  explicit mlMinimiser2(const mlFunction2&&) = delete;
+  /// Re-initialises as the constructor does (patch, periodicity, tolerance and budget back to
+  /// their defaults). Returns this.
+  mlMinimiser2& become(const mlFunction2& f) noexcept;
+  mlMinimiser2& become(const mlFunction2&&) = delete;
+
+ protected:
+  double value(double u, double v) const override;
+  double partial(int i, int j, double u, double v) const override;
+
+ private:
+  const mlFunction2* function_;
+};
+
+/// Minimises the length |F(u, v)| of a vector function of two variables (an `mlFunctionN` with
+/// `variables()` 2) over a patch that the caller sets (unbounded until then): with
+/// F(u, v) = S(u, v) - P it projects the point P onto the surface S. It minimises the squared
+/// length through `mlSquaredLengthFunc2`, takes the gradient 2 J^T F from F's Jacobian
+/// (`function_gradient`) and the Hessian from F's second derivatives (`function_derivative`)
+/// when F offers them (F counts as not offering them when it leaves the result vector
+/// untouched), else by central differences. Its first strategy is the tangent-plane step.
+/// `minimum_value()` is the squared length |F|^2 at the result. F is borrowed and must outlive
+/// the minimiser.
+class PASKOSDA_EXPORT mlVectorMinimiser2 : public mlBaseMinimiser2 {
+ public:
+  /// A minimiser of |F| (F.variables() must be 2, checked in checked builds only).
+  explicit mlVectorMinimiser2(const mlFunctionN& F) noexcept;
+  explicit mlVectorMinimiser2(const mlFunctionN&&) = delete;
+  /// Re-initialises as the constructor does. Returns this.
+  mlVectorMinimiser2& become(const mlFunctionN& F) noexcept;
+  mlVectorMinimiser2& become(const mlFunctionN&&) = delete;
+  ~mlVectorMinimiser2() override;
+
+ protected:
+  double value(double u, double v) const override;
+  double partial(int i, int j, double u, double v) const override;
+  void prepare() override;
+  /// The Gauss-Newton step delta solving (J^T J) delta = -J^T F: the foot of the perpendicular
+  /// from the target onto the tangent plane. Not applicable when J^T J is (nearly) singular.
+  /// Taken when the value falls as its linear model predicts to within 10%; a lower value
+  /// that disagrees with the model is offered as a candidate instead, with a search along
+  /// the step when it fell by more than twice or less than a quarter of the prediction.
+  /// StepShort when shorter than the tolerance.
+  Step tangent_plane_step() override;
+
+ private:
+  // F and J at (u, v), kept for the last point asked.
+  void ensure_jacobian(double u, double v) const;
+
+  const mlFunctionN* function_;
+  mlSquaredLengthFunc2 length_;
+  mutable mlVector argument_;
+  mutable mlVector residual_;
+  mutable mlVector second_;
+  mutable mlMatrix jacobian_;
+  mutable bool jacobian_ready_ = false;
+  mutable double jacobian_u_ = 0.0;
+  mutable double jacobian_v_ = 0.0;
+};
+
+#endif  // PASKOSDA_OPTIM_MLMINIMISER2_H
