@@ -688,6 +688,161 @@ void least_squares_section() {
   std::cout.precision(precision);
 }
 
+void polysolve_section() {
+  section("Real roots and extrema of a polynomial");
+
+  // p(t) = (t + 2)(t - 1)^2 (t - 3)(t^2 + 1) = t^6 - 3t^5 - 2t^4 + 8t^3 - 9t^2 + 11t - 6,
+  // coefficients lowest power first, as mlPolynomial keeps them.
+  const double p[7] = {-6, 11, -9, 8, -2, -3, 1};
+  std::cout << "p(t) = (t + 2)(t - 1)^2 (t - 3)(t^2 + 1)\n";
+
+  // Every distinct real root, ascending; the double root 1 is reported once.
+  double roots[6];
+  int n = mlPolynomialSolver::solve_polynomial_allroots(6, p, roots);
+  std::cout << "real roots:";
+  for (int i = 0; i < n; ++i)
+    std::cout << ' ' << roots[i];
+  std::cout << "\n";
+
+  // Only those in an interval (ends included).
+  n = mlPolynomialSolver::solve_polynomial(6, p, -1.0, 4.0, roots);
+  std::cout << "real roots in [-1, 4]:";
+  for (int i = 0; i < n; ++i)
+    std::cout << ' ' << roots[i];
+  std::cout << "\n";
+
+  // Local extrema strictly inside the interval: where p' changes sign.
+  double t[5];
+  int kind[5];
+  n = mlPolynomialSolver::solve_polynomial_extrema(6, p, -1.0, 4.0, t, kind);
+  std::cout << "extrema in (-1, 4):\n";
+  for (int i = 0; i < n; ++i) {
+    double value = 0.0;
+    mlPolynomial::evaluate(6, p, t[i], value);
+    std::cout << "  " << (kind[i] > 0 ? "minimum" : "maximum") << " at t = " << t[i]
+              << ", p = " << value << "\n";
+  }
+
+  // The zero polynomial holds everywhere; reversed limits hold nothing.
+  const double zero[3] = {0, 0, 0};
+  std::cout << "zero polynomial: " << mlPolynomialSolver::solve_polynomial_allroots(2, zero, roots)
+            << " (mlRootsEverywhere), reversed limits: "
+            << mlPolynomialSolver::solve_polynomial(6, p, 4.0, -1.0, roots) << " roots\n";
+}
+
+void surface_section() {
+  section("Surface minimisers: projecting a point onto a torus");
+  const std::ios_base::fmtflags flags = std::cout.flags();
+  const std::streamsize precision = std::cout.precision();
+
+  // The torus ((R + r cos v) cos u, (R + r cos v) sin u, r sin v), R = 3, r =
+  // 1, as the vector function F(u, v) = S(u, v) - P: the minimiser reduces |F|,
+  // the distance from P to the surface. It takes the Jacobian from
+  // function_gradient and the second derivatives from function_derivative.
+  class TorusToPoint : public mlFunctionN {
+   public:
+    TorusToPoint(double x, double y, double z) : mlFunctionN(2, 3), p_{x, y, z} {}
+    void point(double u, double v, double s[3]) const {
+      const double rho = 3.0 + utMath::cos(v);
+      s[0] = rho * utMath::cos(u);
+      s[1] = rho * utMath::sin(u);
+      s[2] = utMath::sin(v);
+    }
+    void function(const mlSlice& x, mlVector& f) const override {
+      double s[3];
+      point(x[0], x[1], s);
+      for (int k = 0; k < 3; ++k)
+        f[k] = s[k] - p_[k];
+    }
+    void function_gradient(const mlSlice& x, mlMatrix& J) const override {
+      const double cu = utMath::cos(x[0]), su = utMath::sin(x[0]);
+      const double cv = utMath::cos(x[1]), sv = utMath::sin(x[1]);
+      const double rho = 3.0 + cv;
+      J(0, 0) = -rho * su;
+      J(1, 0) = rho * cu;
+      J(2, 0) = 0.0;
+      J(0, 1) = -sv * cu;
+      J(1, 1) = -sv * su;
+      J(2, 1) = cv;
+    }
+    void function_derivative(const mlSlice& x, int* const orders, mlVector& d) const override {
+      const double cu = utMath::cos(x[0]), su = utMath::sin(x[0]);
+      const double cv = utMath::cos(x[1]), sv = utMath::sin(x[1]);
+      if (orders[0] == 2 && orders[1] == 0) {  // S_uu
+        d[0] = -(3.0 + cv) * cu;
+        d[1] = -(3.0 + cv) * su;
+        d[2] = 0.0;
+      } else if (orders[0] == 1 && orders[1] == 1) {  // S_uv
+        d[0] = sv * su;
+        d[1] = -sv * cu;
+        d[2] = 0.0;
+      } else if (orders[0] == 0 && orders[1] == 2) {  // S_vv
+        d[0] = -cv * cu;
+        d[1] = -cv * su;
+        d[2] = -sv;
+      }
+    }
+
+   private:
+    double p_[3];
+  };
+
+  {
+    // A point inside the hole of the torus, above its plane; the start is on
+    // the far side of both seams (u and v are periodic on [0, 2 pi)).
+    const TorusToPoint F(-1.5, -0.4, 1.2);
+    mlVectorMinimiser2 minimiser(F);
+    minimiser.set_patch(0.0, 2.0 * utMath::pi(), 0.0, 2.0 * utMath::pi());
+    minimiser.set_periodic(1, 1);
+    double u = 0.3, v = 5.9;
+    const mlMinimiser2State state = minimiser.minimise(u, v);
+    double foot[3];
+    F.point(u, v, foot);
+    std::cout << "P = (-1.5, -0.4, 1.2) onto the torus R = 3, r = 1 from (u, "
+                 "v) = (0.3, 5.9):\n"
+              << std::fixed << std::setprecision(12) << "  (u, v) = (" << u << ", " << v
+              << ")  state " << state << " (0 = converged)\n"
+              << "  foot point (" << foot[0] << ", " << foot[1] << ", " << foot[2] << ")\n"
+              << "  distance " << utMath::sqrt(minimiser.minimum_value()) << " after "
+              << minimiser.iterations() << " iterations, " << minimiser.evaluations()
+              << " calls of F\n";
+    std::cout.flags(flags);
+  }
+
+  // A scalar function whose free minimum (1.5, 0.6) lies outside the unit
+  // square: the minimiser holds u on the edge u = 1 and minimises along it.
+  class Bowl : public mlFunction2 {
+   public:
+    double function(double u, double v) const override {
+      return (u - 1.5) * (u - 1.5) + 2.0 * (v - 0.6) * (v - 0.6) + 0.5 * (u - 1.5) * (v - 0.6);
+    }
+    double uv_function_derivative(int i, int j, double u, double v) const override {
+      if (i == 1 && j == 0) return 2.0 * (u - 1.5) + 0.5 * (v - 0.6);
+      if (i == 0 && j == 1) return 4.0 * (v - 0.6) + 0.5 * (u - 1.5);
+      if (i == 2 && j == 0) return 2.0;
+      if (i == 1 && j == 1) return 0.5;
+      if (i == 0 && j == 2) return 4.0;
+      return -666.0;
+    }
+    double u_min() const override { return 0.0; }
+    double u_max() const override { return 1.0; }
+    double v_min() const override { return 0.0; }
+    double v_max() const override { return 1.0; }
+  };
+  {
+    const Bowl bowl;
+    mlMinimiser2 minimiser(bowl);  // the patch is the function's domain, [0, 1] x [0, 1]
+    double u = 0.2, v = 0.1;
+    const mlMinimiser2State state = minimiser.minimise(u, v);
+    std::cout << "(u - 1.5)^2 + 2 (v - 0.6)^2 + (u - 1.5)(v - 0.6)/2 on [0, 1]^2:\n"
+              << std::setprecision(12) << "  minimum " << minimiser.minimum_value() << " at (" << u
+              << ", " << v << ")  state " << state << " (1 = on an edge)\n";
+  }
+
+  std::cout.flags(flags);
+  std::cout.precision(precision);
+}
+
 }  // namespace
 
 int main() {
@@ -699,8 +854,10 @@ int main() {
   eigen_section();
   functions_section();
   roots_section();
+  polysolve_section();
   optim_section();
   least_squares_section();
+  surface_section();
   sparse_section();
   return 0;
 }

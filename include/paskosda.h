@@ -52,6 +52,7 @@
 // Roots and polynomials
 #include "roots/mlNewtonRaphson.h"
 #include "roots/mlPolynomial.h"
+#include "roots/mlPolynomialSolver.h"
 #include "roots/mlRootSolve.h"
 #include "roots/mlTinyVectorPolynomial.h"
 
@@ -60,6 +61,7 @@
 #include "optim/mlDownHillSimplex.h"
 #include "optim/mlLevenbergMarquardt.h"
 #include "optim/mlMinimiser.h"
+#include "optim/mlMinimiser2.h"
 #include "optim/mlPowellMinimumSearch.h"
 
 // Sparse matrices
