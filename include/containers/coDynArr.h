@@ -247,11 +247,13 @@ class coDynArrcoIterator {
   const T* current_ = nullptr;
 };
 
-/// Prints "coDynArr {", then (one level deeper) "size " and the used count, then each element
-/// on its own line, then "}"; every line ends with std::endl.
-template <class T>
-utOstream& operator<<(utOstream& out, const coDynArr<T>& array) {
-  out << "coDynArr {" << std::endl;
+namespace paskosda_detail {
+
+/// The container print form: the title, then (one level deeper) "size " and the used count,
+/// then each element on its own line, then "}"; every line ends with std::endl.
+template <class Array>
+utOstream& print_array(utOstream& out, const char* title, const Array& array) {
+  out << title << std::endl;
   {
     utOstream nested(utOstreamTabSpaces, out, 1, 0);
     nested << "size " << array.size() << std::endl;
@@ -262,12 +264,19 @@ utOstream& operator<<(utOstream& out, const coDynArr<T>& array) {
   return out;
 }
 
+}  // namespace paskosda_detail
+
+/// Prints "coDynArr {", then (one level deeper) "size " and the used count, then each element
+/// on its own line, then "}"; every line ends with std::endl.
+template <class T>
+utOstream& operator<<(utOstream& out, const coDynArr<T>& array) {
+  return paskosda_detail::print_array(out, "coDynArr {", array);
+}
+
 /// Prints the array in the form above on a top-level `utOstream`.
 template <class T>
 std::ostream& operator<<(std::ostream& os, const coDynArr<T>& array) {
-  utOstream out(os, 0, 2);
-  out << array;
-  return os;
+  return paskosda_detail::print_on_ostream(os, array);
 }
 
 using doublecoDynArr = coDynArr<double>;

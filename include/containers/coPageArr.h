@@ -342,23 +342,13 @@ class coPageArrcoIterator {
 /// element on its own line, then "}"; every line ends with std::endl.
 template <class T>
 utOstream& operator<<(utOstream& out, const coPageArr<T>& array) {
-  out << "coPageArr {" << std::endl;
-  {
-    utOstream nested(utOstreamTabSpaces, out, 1, 0);
-    nested << "size " << array.size() << std::endl;
-    for (int i = 0; i < array.size(); ++i)
-      nested << array[i] << std::endl;
-  }
-  out << "}" << std::endl;
-  return out;
+  return paskosda_detail::print_array(out, "coPageArr {", array);
 }
 
 /// Prints the array in the form above on a top-level `utOstream`.
 template <class T>
 std::ostream& operator<<(std::ostream& os, const coPageArr<T>& array) {
-  utOstream out(os, 0, 2);
-  out << array;
-  return os;
+  return paskosda_detail::print_on_ostream(os, array);
 }
 
 using doublecoPageArr = coPageArr<double>;

@@ -54,4 +54,17 @@ class PASKOSDA_EXPORT utOstream {
   utOstreamTab tab_;
 };
 
+namespace paskosda_detail {
+
+/// Prints x on os through a top-level `utOstream` made with (0, 2): the form every
+/// std::ostream output operator of the library takes.
+template <class T>
+std::ostream& print_on_ostream(std::ostream& os, const T& x) {
+  utOstream out(os, 0, 2);
+  out << x;
+  return os;
+}
+
+}  // namespace paskosda_detail
+
 #endif  // PASKOSDA_CONTAINERS_UTOSTREAM_H

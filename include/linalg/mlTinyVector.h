@@ -247,9 +247,7 @@ utOstream& operator<<(utOstream& out, const mlTinyVector<N>& v) {
 /// The same on a top-level `utOstream` over os.
 template <int N>
 std::ostream& operator<<(std::ostream& os, const mlTinyVector<N>& v) {
-  utOstream out(os, 0, 2);
-  out << v;
-  return os;
+  return paskosda_detail::print_on_ostream(os, v);
 }
 
 using mlTinyVector2coDynArr = coDynArr<mlTinyVector2>;

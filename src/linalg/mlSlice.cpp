@@ -89,7 +89,5 @@ utOstream& operator<<(utOstream& out, const mlSlice& s) {
 }
 
 std::ostream& operator<<(std::ostream& os, const mlSlice& s) {
-  utOstream out(os, 0, 2);
-  out << s;
-  return os;
+  return paskosda_detail::print_on_ostream(os, s);
 }

@@ -179,7 +179,5 @@ utOstream& operator<<(utOstream& out, const mlVector& v) {
 }
 
 std::ostream& operator<<(std::ostream& os, const mlVector& v) {
-  utOstream out(os, 0, 2);
-  out << v;
-  return os;
+  return paskosda_detail::print_on_ostream(os, v);
 }

@@ -82,6 +82,23 @@ struct NewtonStep {
   bool failed = false;
 };
 
+// Evaluates f at a and then, unless a is already within tol of a root, at b. Returns true
+// with that end in `root` when one of them is.
+bool root_at_an_end(const mlFunction& f, double a, double b, double tol, double& fa, double& fb,
+                    double& root) noexcept {
+  fa = f.function(a);
+  if (std::fabs(fa) <= tol) {
+    root = a;
+    return true;
+  }
+  fb = f.function(b);
+  if (std::fabs(fb) <= tol) {
+    root = b;
+    return true;
+  }
+  return false;
+}
+
 // The secant through the bracket ends.
 double false_position(double a, double fa, double b, double fb) noexcept {
   return (fa * b - fb * a) / (fa - fb);
@@ -287,10 +304,8 @@ double mlRootSolve::newton_raphson(const mlFunction& f, double x, double tol, in
 double mlRootSolve::newton_raphson(const mlFunction& f, double a, double b, double tol, int& ok,
                                    int max_iter) noexcept {
   ok = 1;
-  double fa = f.function(a);
-  if (std::fabs(fa) <= tol) return a;
-  double fb = f.function(b);
-  if (std::fabs(fb) <= tol) return b;
+  double fa = 0.0, fb = 0.0, root = 0.0;
+  if (root_at_an_end(f, a, b, tol, fa, fb, root)) return root;
   double x = false_position(a, fa, b, fb);
   if (max_iter < 1) {
     ok = 0;
@@ -329,10 +344,8 @@ double mlRootSolve::newton_raphson(const mlFunction& f, double a, double b, doub
 double mlRootSolve::regula_falsi(const mlFunction& f, double a, double b, double tol, int& ok,
                                  int max_iter) noexcept {
   ok = 1;
-  double fa = f.function(a);
-  if (std::fabs(fa) <= tol) return a;
-  double fb = f.function(b);
-  if (std::fabs(fb) <= tol) return b;
+  double fa = 0.0, fb = 0.0, root = 0.0;
+  if (root_at_an_end(f, a, b, tol, fa, fb, root)) return root;
   double previous = f.function(a);
   double x = a;
   double fx = previous;
