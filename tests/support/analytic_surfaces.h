@@ -3,8 +3,8 @@
 
 // Parametric surfaces S(u, v) in space with their partial derivatives up to second order, and
 // the vector function F(u, v) = S(u, v) - P whose length the surface minimisers reduce to
-// project P onto S. Each surface knows its patch, which parameters are periodic, and where
-// that is cheap its exact nearest point to P.
+// project P onto S. Each surface knows its patch, which parameters are periodic, and its exact
+// nearest point to P.
 
 #include <cmath>
 
@@ -30,6 +30,10 @@ class Surface {
   virtual double v_max() const { return 1.0; }
   virtual int u_periodic() const { return 0; }
   virtual int v_periodic() const { return 0; }
+  /// The parameters (u, v) of the surface's nearest point to p, and where it lies: 0 inside the
+  /// patch, 1 on an edge, 2 at a corner (the states of a surface minimiser), or -1 when it is
+  /// not unique or its parameters are ill conditioned (p near an axis or a centre line).
+  virtual int nearest(const double p[3], double& u, double& v) const = 0;
 };
 
 /// O + u A + v B over [0, 1]^2.
@@ -56,10 +60,9 @@ class PlanePatch : public Surface {
     }
   }
 
-  /// The parameters of the patch's nearest point to p: the foot of the perpendicular when it
-  /// lies inside, else the nearest point of the nearest edge. `where` is 0 inside, 1 on an
-  /// edge, 2 at a corner.
-  void nearest(const double p[3], double& u, double& v, int& where) const {
+  /// The foot of the perpendicular when it lies inside, else the nearest point of the nearest
+  /// edge.
+  int nearest(const double p[3], double& u, double& v) const override {
     const double aa = dot(a_, a_), ab = dot(a_, b_), bb = dot(b_, b_);
     double d[3];
     for (int k = 0; k < 3; ++k)
@@ -68,10 +71,10 @@ class PlanePatch : public Surface {
     const double det = aa * bb - ab * ab;
     u = (bb * da - ab * db) / det;
     v = (aa * db - ab * da) / det;
-    where = 0;
-    if (u >= 0.0 && u <= 1.0 && v >= 0.0 && v <= 1.0) return;
+    if (u >= 0.0 && u <= 1.0 && v >= 0.0 && v <= 1.0) return 0;
     // Each edge: the parameter along it clamped to [0, 1].
     double best = HUGE_VAL;
+    int where = 1;
     for (int e = 0; e < 4; ++e) {
       const bool u_fixed = e < 2;
       const double fixed = (e % 2 == 0) ? 0.0 : 1.0;
@@ -100,6 +103,7 @@ class PlanePatch : public Surface {
         where = corner ? 2 : 1;
       }
     }
+    return where;
   }
 
  private:
@@ -107,39 +111,6 @@ class PlanePatch : public Surface {
     return x[0] * y[0] + x[1] * y[1] + x[2] * y[2];
   }
   double o_[3], a_[3], b_[3];
-};
-
-/// (1-u)(1-v) P00 + u(1-v) P10 + (1-u) v P01 + u v P11 over [0, 1]^2.
-class BilinearPatch : public Surface {
- public:
-  BilinearPatch(const double p00[3], const double p10[3], const double p01[3],
-                const double p11[3]) {
-    for (int k = 0; k < 3; ++k) {
-      p00_[k] = p00[k];
-      p10_[k] = p10[k];
-      p01_[k] = p01[k];
-      p11_[k] = p11[k];
-    }
-  }
-  void at(int i, int j, double u, double v, double s[3]) const override {
-    for (int k = 0; k < 3; ++k) {
-      if (i == 0 && j == 0) {
-        s[k] = (1 - u) * (1 - v) * p00_[k] + u * (1 - v) * p10_[k] + (1 - u) * v * p01_[k] +
-               u * v * p11_[k];
-      } else if (i == 1 && j == 0) {
-        s[k] = (1 - v) * (p10_[k] - p00_[k]) + v * (p11_[k] - p01_[k]);
-      } else if (i == 0 && j == 1) {
-        s[k] = (1 - u) * (p01_[k] - p00_[k]) + u * (p11_[k] - p10_[k]);
-      } else if (i == 1 && j == 1) {
-        s[k] = p11_[k] - p10_[k] - p01_[k] + p00_[k];
-      } else {
-        s[k] = 0.0;
-      }
-    }
-  }
-
- private:
-  double p00_[3], p10_[3], p01_[3], p11_[3];
 };
 
 /// (r cos u, r sin u, v), u in [0, 2 pi) periodic, v in [-h, h].
@@ -164,10 +135,12 @@ class Cylinder : public Surface {
   double v_max() const override { return h_; }
   int u_periodic() const override { return 1; }
 
-  void nearest(const double p[3], double& u, double& v) const {
+  /// On a rim beyond the ends; -1 within 0.3 of the axis.
+  int nearest(const double p[3], double& u, double& v) const override {
     u = std::atan2(p[1], p[0]);
     if (u < 0.0) u += two_pi;
     v = p[2] < -h_ ? -h_ : (p[2] > h_ ? h_ : p[2]);
+    return std::hypot(p[0], p[1]) < 0.3 ? -1 : (std::fabs(p[2]) < h_ ? 0 : 1);
   }
 
  private:
@@ -193,10 +166,12 @@ class Sphere : public Surface {
   double v_max() const override { return half_pi; }
   int u_periodic() const override { return 1; }
 
-  void nearest(const double p[3], double& u, double& v) const {
+  /// -1 within 0.3 of the axis, where the azimuth is ill conditioned.
+  int nearest(const double p[3], double& u, double& v) const override {
     u = std::atan2(p[1], p[0]);
     if (u < 0.0) u += two_pi;
     v = std::atan2(p[2], std::hypot(p[0], p[1]));
+    return std::hypot(p[0], p[1]) < 0.3 ? -1 : 0;
   }
 
  private:
@@ -222,11 +197,14 @@ class Torus : public Surface {
   int u_periodic() const override { return 1; }
   int v_periodic() const override { return 1; }
 
-  void nearest(const double p[3], double& u, double& v) const {
+  /// -1 within 0.3 of the axis or 0.2 of the circle through the tube's centre.
+  int nearest(const double p[3], double& u, double& v) const override {
+    const double rho = std::hypot(p[0], p[1]);
     u = std::atan2(p[1], p[0]);
     if (u < 0.0) u += two_pi;
-    v = std::atan2(p[2], std::hypot(p[0], p[1]) - R_);
+    v = std::atan2(p[2], rho - R_);
     if (v < 0.0) v += two_pi;
+    return rho < 0.3 || std::hypot(rho - R_, p[2]) < 0.2 ? -1 : 0;
   }
 
  private:
