@@ -7,12 +7,7 @@
 
 namespace {
 
-TEST(mlTinyVectorPolynomial, EvaluatesAndMultipliesCurves) {
-  const mlTinyVector2 line[2] = {mlTinyVector2(0, 0), mlTinyVector2(1, 2)};
-  mlTinyVector2 at;
-  mlTinyVector2Polynomial::evaluate(1, line, 3.0, at);
-  EXPECT_EQ(at == mlTinyVector2(3, 6), 1);
-
+TEST(mlTinyVectorPolynomial, AppliesTheScalarOperationsPerCoefficientVector) {
   const mlTinyVector2 unit[2] = {mlTinyVector2(1, 0), mlTinyVector2(0, 1)};
   double dot[3];
   int degree = 0;
@@ -20,73 +15,39 @@ TEST(mlTinyVectorPolynomial, EvaluatesAndMultipliesCurves) {
   EXPECT_EQ(degree, 2);
   EXPECT_EQ(std::vector<double>(dot, dot + 3), (std::vector<double>{1, 0, 1}));
 
-  // (1 + t) times the curve (1, 2) + (3, 4) t.
+  // (1 + t) times the curve (1, 2) + (3, 4) t, into new storage and in place.
   const double scalar[2] = {1, 1};
-  const mlTinyVector2 curve[2] = {mlTinyVector2(1, 2), mlTinyVector2(3, 4)};
-  mlTinyVector2 product[3];
-  mlTinyVector2Polynomial::multiply(1, scalar, 1, curve, degree, product);
+  mlTinyVector2 product[3], in_place[3] = {mlTinyVector2(1, 2), mlTinyVector2(3, 4)};
+  mlTinyVector2Polynomial::multiply(1, scalar, 1, in_place, degree, product);
+  degree = 1;
+  mlTinyVector2Polynomial().multiply(1, scalar, degree, in_place);
   EXPECT_EQ(degree, 2);
+  for (int i = 0; i < 3; ++i)
+    EXPECT_EQ(in_place[i] == product[i], 1) << i;
   EXPECT_EQ(product[1] == mlTinyVector2(4, 6), 1);
-  mlTinyVector2 in_place[3] = {curve[0], curve[1], mlTinyVector2(9, 9)};
-  int dc = 1;
-  mlTinyVector2Polynomial work;
-  work.multiply(1, scalar, dc, in_place);
-  EXPECT_EQ(dc, 2);
-  for (int i = 0; i < 3; ++i)
-    EXPECT_EQ(in_place[i] == product[i], 1);
 
-  mlTinyVector2 calculus[3] = {mlTinyVector2(1, 1), mlTinyVector2(2, 4), mlTinyVector2(3, 9)};
-  degree = 2;
-  mlTinyVector2Polynomial::derivative(1, degree, calculus);
-  EXPECT_EQ(calculus[1] == mlTinyVector2(6, 18), 1);
-  mlTinyVector2Polynomial::integral(degree, calculus);
-  EXPECT_EQ(calculus[0] == mlTinyVector2(0, 0), 1);
-  EXPECT_EQ(calculus[2] == mlTinyVector2(3, 9), 1);
-
+  mlTinyVector2Polynomial::derivative(1, degree, product);
+  mlTinyVector2Polynomial::integral(degree, product);
   std::ostringstream os;
-  mlTinyVector2Polynomial::print(os, 2, calculus);
-  EXPECT_EQ(os.str(), "<3,9>t^2 + <2,4>t + <0,0>\n");
+  mlTinyVector2Polynomial::print(os, degree, product);
+  EXPECT_EQ(os.str(), "<3,4>t^2 + <4,6>t + <0,0>\n");
 }
 
-TEST(mlTinyVectorPolynomial, ChordLengthFit) {
-  mlTinyVector2Polynomial fitter;
-  // The repeat is dropped; the kept points sit at chord lengths 0, 5, 10 -> 0, 0.5, 1.
-  const mlTinyVector2 points[4] = {mlTinyVector2(0, 0), mlTinyVector2(3, 4), mlTinyVector2(3, 4),
-                                   mlTinyVector2(6, 8)};
-  mlTinyVector2 c[4];
-  fitter.fit(0.0, 1.0, points, 3, c);
-  const double params[3] = {0.0, 5.0 * (1.0 / 10.0) + 0.0, 1.0};
-  const mlTinyVector2 kept[3] = {points[0], points[1], points[3]};
-  mlTinyVector2 expected[3];
-  fitter.fit(params, kept, 2, expected);
-  for (int i = 0; i < 3; ++i)
-    EXPECT_EQ(c[i] == expected[i], 1) << i;
-  EXPECT_EQ(c[3] == mlTinyVector2(0, 0), 1);
-  // The points lie on a straight line at uniform speed: c(t) = (6, 8) t.
-  EXPECT_NEAR(c[1][0], 6.0, 1e-12);
-  EXPECT_NEAR(c[2][1], 0.0, 1e-12);
-
-  const mlTinyVector3 same[3] = {mlTinyVector3(1, 2, 3), mlTinyVector3(1, 2, 3),
-                                 mlTinyVector3(1, 2, 3)};
-  mlTinyVector3 zero[3];
-  mlTinyVector3Polynomial().fit(0.0, 1.0, same, 2, zero);
-  for (const mlTinyVector3& z : zero)
-    EXPECT_EQ(z == mlTinyVector3(0, 0, 0), 1);
-}
-
-TEST(mlTinyVectorPolynomial, CurveFitMatchesComponentwiseScalarFits) {
-  // Lagrange's construction on vectors is the scalar one applied per component.
-  const double t[4] = {0.0, 0.4, 1.1, 2.0};
-  const mlTinyVector3 p[4] = {mlTinyVector3(1, -2, 0.5), mlTinyVector3(0.3, 7, 1),
-                              mlTinyVector3(-4, 2, 2), mlTinyVector3(5, 0.1, -1)};
+TEST(mlTinyVectorPolynomial, ChordLengthFitIsTheScalarFitPerComponent) {
+  // The point within 1e-10 of the last kept one is dropped; the kept ones sit at chord lengths
+  // 0, 5 and 5 + 12, placed over [-1, 1], and each component is the scalar Lagrange fit there.
+  const mlTinyVector3 points[4] = {mlTinyVector3(0, 0, 1), mlTinyVector3(3, 4, 1),
+                                   mlTinyVector3(3, 4, 1 + 1e-11), mlTinyVector3(3, 4, 13)};
+  const double params[3] = {-1.0, 5.0 * (2.0 / 17.0) + -1.0, 1.0};
   mlTinyVector3 curve[4];
-  mlTinyVector3Polynomial().fit(t, p, 3, curve);
+  mlTinyVector3Polynomial().fit(-1.0, 1.0, points, 3, curve);
+  EXPECT_EQ(curve[3] == mlTinyVector3(0, 0, 0), 1);
   mlPolynomial scalar;
   for (int k = 0; k < 3; ++k) {
-    const double y[4] = {p[0][k], p[1][k], p[2][k], p[3][k]};
-    double c[4];
-    scalar.fit(t, y, 3, c);
-    for (int i = 0; i < 4; ++i)
+    const double y[3] = {points[0][k], points[1][k], points[3][k]};
+    double c[3];
+    scalar.fit(params, y, 2, c);
+    for (int i = 0; i < 3; ++i)
       EXPECT_EQ(curve[i][k], c[i]) << k << " " << i;
   }
 }

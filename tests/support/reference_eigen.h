@@ -5,13 +5,14 @@
 // three whole dense products R^T, (R^T A), (R^T A) R and V R, computed by the plain product
 // loops. The solver's row-and-column update must reproduce these bits exactly.
 
+#include <algorithm>
 #include <cfloat>
 #include <cmath>
-#include <cstddef>
 #include <vector>
 
 #include "containers/coPageArr.h"
 #include "containers/coQuickSort.h"
+#include "eigen/mlEigenVecs.h"
 #include "linalg/mlMatrix.h"
 #include "support/reference_kernels.h"
 
@@ -28,84 +29,67 @@ struct LiteralJacobiResult {
 // after max_rotations rotations.
 inline LiteralJacobiResult literal_jacobi(const mlMatrix& m, double tolerance, long max_rotations) {
   const int n = m.rows();
-  const std::size_t nn = static_cast<std::size_t>(n) * static_cast<std::size_t>(n);
-  std::vector<double> a(m.data(), m.data() + nn);
-  std::vector<double> v(nn, 0.0);
-  for (int i = 0; i < n; ++i)
-    v[static_cast<std::size_t>(n * i + i)] = 1.0;
-  std::vector<double> r(nn);
-  std::vector<double> t(nn);
-  std::vector<double> ta(nn);
-  std::vector<double> out(nn);
+  mlMatrix a(utCopy, m), v(mlMatrixIdentity, n), r, t, ta(n, n), vr(n, n);
   LiteralJacobiResult result;
-  const double threshold = std::fabs(tolerance) * 0.01;
   for (;;) {
     double largest = -DBL_MAX;
-    int p = -1;
-    int q = -1;
+    int p = -1, q = -1;
     for (int i = 0; i < n; ++i) {
       for (int j = i + 1; j < n; ++j) {
-        if (std::fabs(a[static_cast<std::size_t>(n * i + j)]) > largest) {
-          largest = std::fabs(a[static_cast<std::size_t>(n * i + j)]);
-          p = i;
-          q = j;
-        }
+        if (std::fabs(a(i, j)) > largest) largest = std::fabs(a(i, j)), p = i, q = j;
       }
     }
-    if (threshold > largest || p < 0) break;
+    if (std::fabs(tolerance) * 0.01 > largest || p < 0) break;
 
-    // The 2 by 2 block in closed form.
-    const double sa = a[static_cast<std::size_t>(n * p + p)];
-    const double sb = a[static_cast<std::size_t>(n * p + q)];
-    const double sc = a[static_cast<std::size_t>(n * q + p)];
-    const double sd = a[static_cast<std::size_t>(n * q + q)];
-    const double rr = std::sqrt((sa - sd) * (sa - sd) * 0.25 + sb * sb);
-    const double l1 = (sa + sd) * 0.5 + rr;
-    const double row0[2] = {sa - l1, sb};
-    const double row1[2] = {sc, sd - l1};
+    // The 2 by 2 block in closed form: the longer row of S - l1 I (row 0 on a tie) is
+    // perpendicular to the eigenvector of the larger value l1.
+    const double sa = a(p, p), sb = a(p, q), sc = a(q, p), sd = a(q, q);
+    const double l1 = (sa + sd) * 0.5 + std::sqrt((sa - sd) * (sa - sd) * 0.25 + sb * sb);
+    const double row0[2] = {sa - l1, sb}, row1[2] = {sc, sd - l1};
     const double len0 = 0.0 + row0[0] * row0[0] + row0[1] * row0[1];
     const double len1 = 0.0 + row1[0] * row1[0] + row1[1] * row1[1];
     const double* w = len1 > len0 ? row1 : row0;
     const double len = std::sqrt(len1 > len0 ? len1 : len0);
-
-    for (std::size_t k = 0; k < nn; ++k)
-      r[k] = 0.0;
-    for (int i = 0; i < n; ++i)
-      r[static_cast<std::size_t>(n * i + i)] = 1.0;
-    r[static_cast<std::size_t>(n * p + p)] = w[1] / len;
-    r[static_cast<std::size_t>(n * q + p)] = -w[0] / len;
-    r[static_cast<std::size_t>(n * p + q)] = w[0] / len;
-    r[static_cast<std::size_t>(n * q + q)] = w[1] / len;
-    for (int i = 0; i < n; ++i) {
-      for (int j = 0; j < n; ++j)
-        t[static_cast<std::size_t>(n * j + i)] = r[static_cast<std::size_t>(n * i + j)];
-    }
+    r.become(mlMatrixIdentity, n);
+    r(p, p) = w[1] / len, r(q, p) = -w[0] / len, r(p, q) = w[0] / len, r(q, q) = w[1] / len;
+    t.become(mlMatrixTranspose, r);
     literal_multiply(n, n, n, t.data(), n, a.data(), n, ta.data(), n);
     literal_multiply(n, n, n, ta.data(), n, r.data(), n, a.data(), n);
-    literal_multiply(n, n, n, v.data(), n, r.data(), n, out.data(), n);
-    v.swap(out);
-
-    result.rotations += 1;
-    if (result.rotations >= max_rotations) return result;
+    literal_multiply(n, n, n, v.data(), n, r.data(), n, vr.data(), n);
+    v.become(utCopy, vr);
+    if (++result.rotations >= max_rotations) return result;
   }
 
   doublecoPageArr keys;
-  for (int i = 0; i < n; ++i) {
-    const double x = a[static_cast<std::size_t>(n * i + i)];
-    keys.append(x * x);
-  }
+  for (int i = 0; i < n; ++i)
+    keys.append(a(i, i) * a(i, i));
   intcoPageArr index;
   const doublecoQuickSortIndex ascending(keys, index);
-  result.values.resize(static_cast<std::size_t>(n));
-  result.vectors.resize(nn);
-  for (int k = 0; k < n; ++k) {
-    const int j = index[n - 1 - k];
-    result.values[static_cast<std::size_t>(k)] = a[static_cast<std::size_t>(n * j + j)];
-    for (int i = 0; i < n; ++i)
-      result.vectors[static_cast<std::size_t>(n * i + k)] = v[static_cast<std::size_t>(n * i + j)];
+  for (int k = 0; k < n; ++k)
+    result.values.push_back(a(index[n - 1 - k], index[n - 1 - k]));
+  for (int i = 0; i < n; ++i) {
+    for (int k = 0; k < n; ++k)
+      result.vectors.push_back(v(i, index[n - 1 - k]));
   }
   result.converged = 1;
   return result;
+}
+
+// The stored eigenvalues, in order.
+inline std::vector<double> stored_values(const mlEigenVecs& e) {
+  return std::vector<double>(e.eigen_values().begin(), e.eigen_values().end());
+}
+
+// max |(A v)_i - lambda v_i| over the rows, v column k of e's vectors and lambda its value.
+inline double eigen_residual(const mlMatrix& a, const mlEigenVecs& e, int k) {
+  double worst = 0.0;
+  for (int i = 0; i < a.rows(); ++i) {
+    double av = 0.0;
+    for (int j = 0; j < a.cols(); ++j)
+      av += a(i, j) * e.eigen_vectors()(j, k);
+    worst = std::max(worst, std::fabs(av - e.eigen_value(k) * e.eigen_vectors()(i, k)));
+  }
+  return worst;
 }
 
 }  // namespace paskosda_test
