@@ -29,23 +29,21 @@ void literal_reflect_columns(int len, const double* h, double* c, std::ptrdiff_t
 
 TEST(mlSvdKernel, ReflectsColumnsWithTheBitsOfThePlainLoop) {
   mlRandom random(4242);
-  const int lengths[] = {1, 2, 3, 5, 7, 8, 13, 64, 101};
-  for (int len : lengths) {
+  // Values spread over eight decades, so that the order of each dot product shows.
+  auto spread = [&random] {
+    return random.uniform(-1.0, 1.0) * std::pow(10.0, random.integer(9) - 4);
+  };
+  for (int len : {1, 2, 3, 5, 7, 8, 13, 64, 101}) {
     for (int ncols = 0; ncols <= 19; ++ncols) {
       const std::ptrdiff_t ld = len + 3;  // padding between columns must stay untouched
-      std::vector<double> h(len);
+      std::vector<double> h(len), c(static_cast<std::size_t>(ld) * (ncols + 1), -7.25e7);
       for (double& x : h)
-        x = random.uniform(-1.0, 1.0) * std::pow(10.0, random.integer(9) - 4);
+        x = spread();
       h[0] = 1.0 + std::fabs(h[0]);
-      std::vector<double> c(static_cast<std::size_t>(ld) * (ncols + 1), -7.25e7);
       for (int j = 0; j < ncols; ++j) {
+        // Column 2 is orthogonal to h and holds signed zeros: a zero factor leaves it as it is.
         for (int i = 0; i < len; ++i)
-          c[ld * j + i] = random.uniform(-1.0, 1.0) * std::pow(10.0, random.integer(9) - 4);
-      }
-      // A column orthogonal to h holding signed zeros: a zero factor must leave it as it is.
-      if (ncols > 2) {
-        for (int i = 0; i < len; ++i)
-          c[ld * 2 + i] = -0.0;
+          c[ld * j + i] = j == 2 ? -0.0 : spread();
       }
       std::vector<double> expected = c;
       literal_reflect_columns(len, h.data(), expected.data(), ld, ncols);

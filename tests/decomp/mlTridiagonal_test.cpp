@@ -10,24 +10,7 @@
 
 namespace {
 
-using paskosda_test::values;
-using paskosda_test::vec;
-
-// The system's matrix written out: band, plus the corners when `periodic`.
-mlMatrix dense(int n, const mlVector& lower, const mlVector& diagonal, const mlVector& upper,
-               bool periodic) {
-  mlMatrix a(mlMatrixZero, n, n);
-  for (int i = 0; i < n; ++i) {
-    a(i, i) = diagonal[i];
-    if (i > 0) a(i, i - 1) = lower[i];
-    if (i + 1 < n) a(i, i + 1) = upper[i];
-  }
-  if (periodic && n > 1) {
-    a(0, n - 1) += lower[0];
-    a(n - 1, 0) += upper[n - 1];
-  }
-  return a;
-}
+using namespace paskosda_test;
 
 std::vector<double> solve(const mlVector& lower, const mlVector& diagonal, const mlVector& upper,
                           const mlVector& d, bool periodic) {
@@ -35,57 +18,60 @@ std::vector<double> solve(const mlVector& lower, const mlVector& diagonal, const
   const mlTridiagonal t(n, lower.slice(), diagonal.slice(), upper.slice());
   mlVector x(mlVectorZero, n);
   mlSlice xs = x.slice();
-  if (periodic) {
-    t.solve_periodic(d.slice(), xs);
-  } else {
-    t.solve(d.slice(), xs);
-  }
+  periodic ? t.solve_periodic(d.slice(), xs) : t.solve(d.slice(), xs);
   return values(x);
 }
 
-TEST(Tridiagonal, SolvesBandSystems) {
-  EXPECT_EQ(solve(vec({5}), vec({4}), vec({7}), vec({3}), false), (std::vector<double>{0.75}));
-  EXPECT_EQ(solve(vec({0, 1, 1}), vec({2, 2, 2}), vec({1, 1, 0}), vec({3, 4, 3}), false),
-            (std::vector<double>{1, 1, 1}));
-  // The corners are not part of the band.
-  EXPECT_EQ(solve(vec({9, 1, 1}), vec({2, 2, 2}), vec({1, 1, 9}), vec({3, 4, 3}), false),
-            (std::vector<double>{1, 1, 1}));
-}
-
-TEST(Tridiagonal, SolvesPeriodicSystemsThroughARankOneCorrection) {
-  const mlVector ones = vec({1, 1, 1, 1, 1}), fours = vec({4, 4, 4, 4, 4});
-  // All 1 up to the rounding of the correction.
-  EXPECT_EQ(solve(ones, fours, ones, vec({6, 6, 6, 6, 6}), true),
-            (std::vector<double>{1, 1, 0.9999999999999999, 1, 1}));
+TEST(Tridiagonal, SolvesBandAndSmallPeriodicSystemsExactly) {
+  struct Case {
+    std::vector<double> lower, diagonal, upper, d;
+    bool periodic;
+    std::vector<double> x;
+  };
+  const Case cases[] = {
+      {{5}, {4}, {7}, {3}, false, {0.75}},
+      {{9, 1, 1}, {2, 2, 2}, {1, 1, 9}, {3, 4, 3}, false, {1, 1, 1}},  // corners not in the band
+      // All 1 up to the rounding of the rank-one correction.
+      {{1, 1, 1, 1, 1},
+       {4, 4, 4, 4, 4},
+       {1, 1, 1, 1, 1},
+       {6, 6, 6, 6, 6},
+       true,
+       {1, 1, 0.9999999999999999, 1, 1}},
+      // Order one: both corners lie on the diagonal, unless their signs differ from it; the
+      // upper one is added first: (1 + 2^-53) + 2^-53 is 1.
+      {{1}, {4}, {2}, {14}, true, {2}},
+      {{0x1p-53}, {1}, {0x1p-53}, {1}, true, {1}},
+      {{-1}, {-4}, {-2}, {14}, true, {-2}},
+      {{-1}, {4}, {2}, {14}, true, {3.5}},
+  };
+  for (const Case& c : cases)
+    EXPECT_EQ(solve(vec(c.lower), vec(c.diagonal), vec(c.upper), vec(c.d), c.periodic), c.x)
+        << vec(c.diagonal);
   // Corners of the other sign: not corrected, the band alone is solved.
-  const mlVector lower = vec({-1, 1, 1, 1, 1}), upper = vec({1, 1, 1, 1, -1});
-  const mlVector d = vec({6, 6, 6, 6, 6});
-  EXPECT_EQ(solve(lower, fours, upper, d, true), solve(lower, fours, upper, d, false));
-
-  // Random diagonally dominant cyclic systems: the residual of the full matrix.
-  mlRandom random(3);
-  for (int size : {2, 3, 10, 31}) {
-    mlVector lo(mlVectorDim, size), di(mlVectorDim, size), up(mlVectorDim, size),
-        rhs(mlVectorDim, size);
-    const double sign = size % 2 == 0 ? 1.0 : -1.0;
-    for (int i = 0; i < size; ++i) {
-      lo[i] = sign * random.uniform(0.0, 1.0);
-      up[i] = sign * random.uniform(0.0, 1.0);
-      di[i] = sign * random.uniform(2.5, 3.0);
-      rhs[i] = random.uniform(-1.0, 1.0);
-    }
-    const mlVector x = vec(solve(lo, di, up, rhs, true));
-    mlVector residual(mlMatrixProduct, dense(size, lo, di, up, true), x);
-    residual -= rhs;
-    EXPECT_LT(residual.max_absolute_value(), 1e-14) << "n = " << size;
-  }
+  const mlVector lower = vec({-1, 1, 1, 1, 1}), upper = vec({1, 1, 1, 1, -1}),
+                 fours = vec({4, 4, 4, 4, 4});
+  EXPECT_EQ(solve(lower, fours, upper, fours, true), solve(lower, fours, upper, fours, false));
 }
 
-TEST(Tridiagonal, PeriodicSystemOfOrderOneHasBothCornersOnItsDiagonal) {
-  EXPECT_EQ(solve(vec({1}), vec({4}), vec({2}), vec({14}), true), (std::vector<double>{2}));
-  EXPECT_EQ(solve(vec({-1}), vec({-4}), vec({-2}), vec({14}), true), (std::vector<double>{-2}));
-  // Mixed signs: the corners are ignored, as in the general case.
-  EXPECT_EQ(solve(vec({-1}), vec({4}), vec({2}), vec({14}), true), (std::vector<double>{3.5}));
+TEST(Tridiagonal, SolvesRandomPeriodicSystems) {
+  // Diagonally dominant cyclic systems: the residual of the full matrix, corners included.
+  mlRandom random(3);
+  for (int n : {2, 3, 10, 31}) {
+    mlVector lower(mlVectorDim, n), diagonal(mlVectorDim, n), upper(mlVectorDim, n),
+        d(mlVectorDim, n);
+    mlMatrix a(mlMatrixZero, n, n);
+    const double sign = n % 2 == 0 ? 1.0 : -1.0;
+    for (int i = 0; i < n; ++i) {
+      a(i, (i + n - 1) % n) += lower[i] = sign * random.uniform(0.0, 1.0);
+      a(i, (i + 1) % n) += upper[i] = sign * random.uniform(0.0, 1.0);
+      a(i, i) = diagonal[i] = sign * random.uniform(2.5, 3.0);
+      d[i] = random.uniform(-1.0, 1.0);
+    }
+    mlVector residual(mlMatrixProduct, a, vec(solve(lower, diagonal, upper, d, true)));
+    residual -= d;
+    EXPECT_LT(residual.max_absolute_value(), 1e-14) << "n = " << n;
+  }
 }
 
 TEST(Tridiagonal, TestsItsProperties) {

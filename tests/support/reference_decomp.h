@@ -54,32 +54,12 @@ inline int literal_lu_eliminate(double* a, int r, int c, int* permutation, int* 
   return 1;
 }
 
-// The vector solve with the factors lu (n x n) and the permutation: x = b permuted, forward
-// substitution column by column, back substitution dividing the last row.
-inline std::vector<double> literal_lu_solve(const double* lu, const int* permutation, int n,
-                                            const double* b) {
-  const std::ptrdiff_t ld = n;
-  std::vector<double> x(b, b + n);
-  for (int i = 0; i < n; ++i) {
-    if (permutation[i] != i) x[i] = b[permutation[i]];
-  }
-  for (int j = 0; j < n; ++j) {
-    for (int i = j + 1; i < n; ++i)
-      x[i] = x[i] - x[j] * lu[i * ld + j];
-  }
-  x[n - 1] = x[n - 1] / lu[(n - 1) * ld + (n - 1)];
-  for (int i = n - 2; i >= 0; --i) {
-    double s = x[i];
-    for (int m = i + 1; m < n; ++m)
-      s = s - x[m] * lu[i * ld + m];
-    x[i] = s / lu[i * ld + i];
-  }
-  return x;
-}
-
-// The matrix solve for b (n x k): the last row is multiplied by the reciprocal of U(n-1, n-1).
+// The solve for b (n x k) with the factors lu (n x n) and the permutation: b permuted, forward
+// substitution column by column, back substitution. The matrix solve multiplies the last row by
+// the reciprocal of U(n-1, n-1); the vector solve (k = 1, by_reciprocal false) divides it.
 inline std::vector<double> literal_lu_solve_matrix(const double* lu, const int* permutation, int n,
-                                                   const double* b, int k) {
+                                                   const double* b, int k,
+                                                   bool by_reciprocal = true) {
   const std::ptrdiff_t ld = n;
   const std::ptrdiff_t ldx = k;
   std::vector<double> x(b, b + n * ldx);
@@ -94,9 +74,10 @@ inline std::vector<double> literal_lu_solve_matrix(const double* lu, const int* 
         x[i * ldx + col] = x[i * ldx + col] - x[j * ldx + col] * lu[i * ld + j];
     }
   }
-  const double q = 1.0 / lu[(n - 1) * ld + (n - 1)];
+  const double u = lu[(n - 1) * ld + (n - 1)], q = 1.0 / u;
   for (int col = 0; col < k; ++col) {
-    x[(n - 1) * ldx + col] = x[(n - 1) * ldx + col] * q;
+    double& last = x[(n - 1) * ldx + col];
+    last = by_reciprocal ? last * q : last / u;
     for (int i = n - 2; i >= 0; --i) {
       double s = x[i * ldx + col];
       for (int m = i + 1; m < n; ++m)

@@ -36,28 +36,12 @@ inline mlSparseMatrix random_sparse(mlRandom& random, int r, int c, int per_row,
   mlSparseMatrix a(mlMatrixZero, r, c);
   for (int i = 0; i < r; ++i) {
     for (int j : random_columns(random, 0, c, per_row)) {
-      if (!palette.empty()) {
-        a.set(i, j, palette[random.integer(static_cast<int>(palette.size()))]);
-      } else {
-        const double v = random.uniform(-1.0, 1.0);
-        a.set(i, j, v == 0.0 ? 0.5 : v);
-      }
+      const double v = palette.empty() ? random.uniform(-1.0, 1.0)
+                                       : palette[random.integer(static_cast<int>(palette.size()))];
+      a.set(i, j, v == 0.0 && palette.empty() ? 0.5 : v);
     }
   }
   return a;
-}
-
-/// An n by n symmetric sparse matrix (upper triangle) with about `per_row` stored entries per
-/// row, values as for random_sparse.
-inline mlSparseSymMatrix random_sparse_sym(mlRandom& random, int n, int per_row) {
-  mlSparseSymMatrix s(mlMatrixZero, n);
-  for (int i = 0; i < n; ++i) {
-    for (int j : random_columns(random, i, n, per_row)) {
-      double v = random.uniform(-1.0, 1.0);
-      s.set(i, j, v == 0.0 ? 0.5 : v);
-    }
-  }
-  return s;
 }
 
 // Row i of a sparse matrix as (column, value) pairs.
@@ -84,6 +68,12 @@ inline bool same_sparse(const mlSparseMatrixBase& x, const mlSparseMatrixBase& y
   return true;
 }
 
+// The ordered map's step: p is stored as it is at a new column j, else added to the sum there.
+inline void add_to(std::map<int, double>& sums, int j, double p) {
+  const auto [at, inserted] = sums.try_emplace(j, p);
+  if (!inserted) at->second += p;
+}
+
 /// c = a * b with one ordered map per result row: for each entry (k, x) of a's row i and
 /// (j, y) of b's row k, the map's value at j is x * y when j is new, else x * y is added to it;
 /// the map is then set into row i in ascending column order, zero sums included.
@@ -95,12 +85,7 @@ inline void literal_product(const mlSparseMatrix& a, const mlSparseMatrix& b, ml
     for (const mlSparseElement* x = ia.advance(); x != nullptr; x = ia.advance()) {
       mlSparseRowIT ib = b.row_iterator(x->column());
       for (const mlSparseElement* y = ib.advance(); y != nullptr; y = ib.advance()) {
-        const auto found = sums.find(y->column());
-        if (found != sums.end()) {
-          found->second += x->value() * y->value();
-        } else {
-          sums.emplace(y->column(), x->value() * y->value());
-        }
+        add_to(sums, y->column(), x->value() * y->value());
       }
     }
     for (const auto& [j, v] : sums)
@@ -124,12 +109,7 @@ inline void literal_premultiply_transpose(const mlSparseMatrix& a, mlSparseSymMa
       mlSparseRowIT it = a.row_iterator(k);
       for (const mlSparseElement* y = it.advance(); y != nullptr; y = it.advance()) {
         if (y->column() < c) continue;
-        const auto found = sums.find(y->column());
-        if (found != sums.end()) {
-          found->second += x * y->value();
-        } else {
-          sums.emplace(y->column(), x * y->value());
-        }
+        add_to(sums, y->column(), x * y->value());
       }
     }
     for (const auto& [j, v] : sums)
