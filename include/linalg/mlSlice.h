@@ -44,6 +44,8 @@ class PASKOSDA_EXPORT mlSlice {
 
   /// The number of elements.
   int dimension() const noexcept { return count_; }
+  /// The distance in doubles between consecutive elements.
+  int stride() const noexcept { return stride_; }
 
   /// The sub-view of `c` elements from element a, every s-th: start + stride * a, stride * s.
   mlSlice slice(int a, int s, int c) const noexcept {

@@ -5,6 +5,7 @@
 #include <cmath>
 #include <cstddef>
 #include <cstring>
+#include "../linalg/mlKernelSupport.h"
 
 // How the order is kept.
 //
@@ -42,10 +43,6 @@
 
 namespace paskosda_detail {
 namespace {
-
-using Index = std::ptrdiff_t;
-
-int round_up(int x, int multiple) noexcept { return (x + multiple - 1) / multiple * multiple; }
 
 // Room for n doubles from the container layer; data() is null when the memory is not there
 // (or n is beyond what an int counts).
@@ -185,10 +182,6 @@ struct Avx2 {
   static constexpr int kRows = 6, kVectors = 2, kWide = 8;
 };
 
-bool has_avx2() noexcept {
-  static const bool avx2 = (__builtin_cpu_init(), __builtin_cpu_supports("avx2") != 0);
-  return avx2;
-}
 #endif
 
 template <class V>

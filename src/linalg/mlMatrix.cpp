@@ -6,6 +6,7 @@
 
 #include "containers/doublecoDynArr2D.h"
 #include "linalg/mlStrided.h"
+#include "mlMatrixKernel.h"
 
 mlMatrix::mlMatrix(int r, int c) noexcept : doublecoDynArr(r * c, 1) { become(r, c); }
 
@@ -227,48 +228,27 @@ void multiply(const mlMatrix& a, const mlMatrix& b, mlMatrix& c) noexcept {
                  "multiply: a is %dx%d (%d stored), b is %dx%d (%d stored)", a.rows(), a.cols(),
                  a.size(), b.rows(), b.cols(), b.size());
   c.become(a.rows(), b.cols());
-  const int m = a.rows(), n = b.cols(), k = a.cols();
-  const double* pa = a.data();
-  const double* pb = b.data();
-  double* pc = c.data();
-  for (int i = 0; i < m; ++i) {
-    for (int j = 0; j < n; ++j) {
-      double& s = pc[n * i + j];
-      s = 0.0;
-      for (int p = 0; p < k; ++p)
-        s += pa[k * i + p] * pb[n * p + j];
-    }
-  }
+  const int k = a.cols();
+  paskosda_detail::multiply_kernel(a.rows(), b.cols(), k, a.data(), k, b.data(), b.cols(), c.data(),
+                                   c.cols());
 }
 
-namespace {
+void multiply(const mlMatrix& a, const mlVector& v, mlVector& w) noexcept {
+  PASKOSDA_CHECK(&v != &w, "multiply: the result vector is the operand");
+  multiply(a, v.slice(), w);
+}
 
-template <class V>
-void multiply_matrix_vector(const mlMatrix& a, const V& v, mlVector& w) noexcept {
+void multiply(const mlMatrix& a, const mlSlice& v, mlVector& w) noexcept {
   PASKOSDA_CHECK(a.size() >= a.rows() * a.cols() && v.dimension() >= a.cols(),
                  "multiply: a is %dx%d (%d stored), v has dimension %d", a.rows(), a.cols(),
                  a.size(), v.dimension());
   w.clear(0);
   w.expand(a.rows());
-  const int m = a.rows(), k = a.cols();
-  const double* pa = a.data();
-  double* pw = w.data();
-  for (int i = 0; i < m; ++i) {
-    pw[i] = 0.0;
-    for (int p = 0; p < k; ++p)
-      pw[i] += pa[k * i + p] * v[p];
-  }
-}
-
-}  // namespace
-
-void multiply(const mlMatrix& a, const mlVector& v, mlVector& w) noexcept {
-  PASKOSDA_CHECK(&v != &w, "multiply: the result vector is the operand");
-  multiply_matrix_vector(a, v, w);
-}
-
-void multiply(const mlMatrix& a, const mlSlice& v, mlVector& w) noexcept {
-  multiply_matrix_vector(a, v, w);
+  const int k = a.cols();
+  // A slice of no elements may view no storage at all; nothing of it is read then.
+  mlSlice view(v);
+  const double* first = k > 0 ? &view[0] : nullptr;
+  paskosda_detail::multiply_vector_kernel(a.rows(), k, a.data(), k, first, v.stride(), w.data());
 }
 
 int equal(const mlMatrix& a, const mlMatrix& b, double tol) noexcept {

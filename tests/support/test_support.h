@@ -4,6 +4,9 @@
 // Small helpers shared by the tests: building vectors and matrices from lists, reading them
 // back, and random matrices with a fixed seed.
 
+#include <gtest/gtest.h>
+
+#include <cmath>
 #include <cstring>
 #include <initializer_list>
 #include <vector>
@@ -47,6 +50,21 @@ inline mlMatrix random_matrix(mlRandom& random, int r, int c, double lo = -1.0, 
 /// Bitwise equality of the first n doubles (tells -0.0 from 0.0 and compares NaN payloads).
 inline bool same_bits(const double* a, const double* b, int n) {
   return n == 0 || std::memcmp(a, b, sizeof(double) * static_cast<std::size_t>(n)) == 0;
+}
+
+/// Bitwise equality of the first n doubles, except that any NaN matches any NaN: which
+/// operand's payload survives an operation on two NaNs is the processor's and the compiler's
+/// choice (compilers may swap the operands of +), so NaN bits are not reproducible in C++.
+inline ::testing::AssertionResult same_bits_or_nan(const double* expected, const double* actual,
+                                                   int n) {
+  for (int i = 0; i < n; ++i) {
+    const bool both_nan = std::isnan(expected[i]) && std::isnan(actual[i]);
+    if (!both_nan && std::memcmp(&expected[i], &actual[i], sizeof(double)) != 0) {
+      return ::testing::AssertionFailure()
+             << "element " << i << ": expected " << expected[i] << ", got " << actual[i];
+    }
+  }
+  return ::testing::AssertionSuccess();
 }
 
 }  // namespace paskosda_test
