@@ -2,6 +2,24 @@
 
 #include "containers/utMath.h"
 
+namespace {
+
+// The interval of a one-sided difference of step h at x: forward from x, or backward when
+// x + h passes `test_max`; then the upper end clamped to `hi_limit` and the lower to
+// `lo_limit`. The quotient keeps h as its divisor even when clamping shortened the interval.
+struct DifferenceWindow {
+  DifferenceWindow(double x, double h, double test_max, double lo_limit, double hi_limit) noexcept {
+    lo = x;
+    if (x + h > test_max) lo = x - h;
+    hi = utMath::min(lo + h, hi_limit);
+    lo = utMath::max(lo, lo_limit);
+  }
+  double lo;
+  double hi;
+};
+
+}  // namespace
+
 // ---- mlFunctionApproxDeriv ------------------------------------------------------------------
 
 mlFunctionApproxDeriv& mlFunctionApproxDeriv::become(const mlFunction& f, double step) noexcept {
@@ -12,16 +30,11 @@ mlFunctionApproxDeriv& mlFunctionApproxDeriv::become(const mlFunction& f, double
 }
 
 double mlFunctionApproxDeriv::function(double t) const {
-  const double h = step_;
-  double lo = t;
-  // Backward near the upper end.
-  if (t + h > t_max()) lo = t - h;
-  const double hi = utMath::min(lo + h, t_max());
-  lo = utMath::max(lo, t_min());
-  // The upper value first; the divisor is h even when clamping shortened the interval.
-  const double f_hi = function_->function(hi);
-  const double f_lo = function_->function(lo);
-  return (f_hi - f_lo) / h;
+  const DifferenceWindow w(t, step_, t_max(), t_min(), t_max());
+  // The upper value first.
+  const double f_hi = function_->function(w.hi);
+  const double f_lo = function_->function(w.lo);
+  return (f_hi - f_lo) / step_;
 }
 
 double mlFunctionApproxDeriv::t_min() const { return function_->t_min(); }
@@ -39,14 +52,10 @@ mlFunction2ApproxUDeriv& mlFunction2ApproxUDeriv::become(const mlFunction2& f,
 }
 
 double mlFunction2ApproxUDeriv::function(double u, double v) const {
-  const double h = step_;
-  double lo = u;
-  if (u + h > u_max()) lo = u - h;
-  const double hi = utMath::min(lo + h, u_max());
-  lo = utMath::max(lo, u_min());
-  const double f_hi = function_->function(hi, v);
-  const double f_lo = function_->function(lo, v);
-  return (f_hi - f_lo) / h;
+  const DifferenceWindow w(u, step_, u_max(), u_min(), u_max());
+  const double f_hi = function_->function(w.hi, v);
+  const double f_lo = function_->function(w.lo, v);
+  return (f_hi - f_lo) / step_;
 }
 
 double mlFunction2ApproxUDeriv::u_min() const { return function_->u_min(); }
@@ -68,15 +77,11 @@ mlFunction2ApproxVDeriv& mlFunction2ApproxVDeriv::become(const mlFunction2& f,
 }
 
 double mlFunction2ApproxVDeriv::function(double u, double v) const {
-  const double h = step_;
-  double lo = v;
-  // The first test reads this object's u_max, which reports the wrapped v_max: kept so.
-  if (v + h > u_max()) lo = v - h;
-  const double hi = utMath::min(lo + h, v_max());
-  lo = utMath::max(lo, v_min());
-  const double f_hi = function_->function(u, hi);
-  const double f_lo = function_->function(u, lo);
-  return (f_hi - f_lo) / h;
+  // The backward test reads this object's u_max, which reports the wrapped v_max: kept so.
+  const DifferenceWindow w(v, step_, u_max(), v_min(), v_max());
+  const double f_hi = function_->function(u, w.hi);
+  const double f_lo = function_->function(u, w.lo);
+  return (f_hi - f_lo) / step_;
 }
 
 double mlFunction2ApproxVDeriv::u_min() const { return function_->v_min(); }
