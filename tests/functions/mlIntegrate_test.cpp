@@ -11,17 +11,14 @@
 
 namespace {
 
-using paskosda_test::Call;
-using paskosda_test::CountingFunction;
+using namespace paskosda_test;
 
 // A cheap function without a simple pattern, for evaluation counts and bitwise comparisons.
 double wavy(double x) { return 1.0 / (1.0 + x * x) + 0.25 * x * x * x; }
 
 // Counts evaluations without recording them (the long runs make millions).
 struct Counted : mlFunction {
-  explicit Counted(double (*f)(double)) : f_(f) {}
-  double function(double t) const override { return ++evaluations, f_(t); }
-  double (*f_)(double);
+  double function(double t) const override { return ++evaluations, wavy(t); }
   mutable std::int64_t evaluations = 0;
 };
 
@@ -37,11 +34,9 @@ double midpoints(double a, double h, std::int64_t n) {
 
 std::vector<double> trapezoids(double a, double b, int k) {
   std::vector<double> t = {0.5 * (wavy(a) + wavy(b)) * (b - a)};
-  double h = b - a;
-  for (std::int64_t n = 1; static_cast<int>(t.size()) < k; n *= 2) {
-    h = 0.5 * h;
+  double h = 0.5 * (b - a);
+  for (std::int64_t n = 1; static_cast<int>(t.size()) < k; n *= 2, h = 0.5 * h)
     t.push_back(midpoints(a, h, n) * h + 0.5 * t.back());
-  }
   return t;
 }
 
@@ -69,12 +64,11 @@ std::vector<double> rombergs(std::vector<double> r) {
 // What a rule returns: the first estimate after the first within tol of the one before, else
 // the last (0.0 when there is none); converged tells which.
 double first_within(const std::vector<double>& e, double tol, int& converged) {
-  converged = 1;
-  for (std::size_t j = 1; j < e.size(); ++j) {
-    if (std::fabs(e[j] - e[j - 1]) < tol) return e[j];
-  }
-  converged = 0;
-  return e.empty() ? 0.0 : e.back();
+  std::size_t j = 1;
+  while (j < e.size() && !(std::fabs(e[j] - e[j - 1]) < tol))
+    ++j;
+  converged = j < e.size() ? 1 : 0;
+  return j < e.size() ? e[j] : e.empty() ? 0.0 : e.back();
 }
 
 TEST(ml_sum, SumsInIncreasingOrderAtIDxPlusX0) {
@@ -87,10 +81,12 @@ TEST(ml_sum, SumsInIncreasingOrderAtIDxPlusX0) {
 }
 
 TEST(mlIntegrate, MatchTheLiteralRulesBitForBitWithTheirEvaluationCounts) {
-  // Seventeen halvings take Romberg divisors 4^m - 1 beyond the int range.
-  const Counted f(wavy);
+  // Seventeen halvings take Romberg divisors 4^m - 1 beyond the int range; by then every rule is
+  // within 1e-8 of the integral.
+  const Counted f;
   for (const double a : {-0.4, 1.3}) {
-    const double b = 0.9 - a;
+    const double b = 0.9 - a,
+                 exact = std::atan(b) - std::atan(a) + (b * b * b * b - a * a * a * a) / 16.0;
     const std::vector<double> t = trapezoids(a, b, 18), s = simpsons(a, b, 17);
     for (int limit : {-3, 0, 1, 2, 3, 7, 17}) {
       const int k = std::max(limit, 0);
@@ -106,12 +102,11 @@ TEST(mlIntegrate, MatchTheLiteralRulesBitForBitWithTheirEvaluationCounts) {
         int converged[3];
         for (int r = 0; r < 3; ++r) {
           f.evaluations = 0;
-          EXPECT_EQ(rules[r]->integrate(f, a, b), first_within(expected[r], tol, converged[r]))
-              << r << " " << limit;
+          const double value = rules[r]->integrate(f, a, b);
+          EXPECT_EQ(value, first_within(expected[r], tol, converged[r])) << r << " " << limit;
+          EXPECT_TRUE(k < 17 || std::fabs(value - exact) < 1e-8) << r << " " << value;
           // With tol -1 nothing converges: 2 + (2^s - 1) values after s halvings.
-          if (tol < 0.0) {
-            EXPECT_EQ(f.evaluations, 1 + (std::int64_t{1} << halvings[r])) << r;
-          }
+          EXPECT_TRUE(tol > 0.0 || f.evaluations == 1 + (std::int64_t{1} << halvings[r])) << r;
         }
         EXPECT_EQ(
             (std::vector<int>{trapezoid.converged(), simpson.converged(), romberg.converged()}),
@@ -128,19 +123,7 @@ TEST(mlIntegrate, SimpsonNeverAcceptsItsFirstEstimate) {
   const CountingFunction cube([](double x) { return x * x * x; });
   const mlIntegrateSimpson simpson(1e-12, 5);
   EXPECT_EQ(simpson.integrate(cube, -1.0, 1.0), 0.0);
-  EXPECT_EQ(simpson.converged(), 1);
-  EXPECT_EQ(cube.calls.size(), 5u);
-}
-
-TEST(mlIntegrate, ConvergeToAKnownIntegral) {
-  const Counted f([](double x) { return 1.0 / (1.0 + x * x); });
-  const mlIntegrateTrapezoid trapezoid(1e-10, 25);
-  const mlIntegrateSimpson simpson(1e-10, 25);
-  const mlIntegrateRomberg romberg(1e-10, 25);
-  const mlIntegrate* rules[] = {&trapezoid, &simpson, &romberg};
-  for (const mlIntegrate* rule : rules)
-    EXPECT_NEAR(rule->integrate(f, 0.0, 1.0), 3.141592653589793 / 4.0, 1e-9);
-  EXPECT_EQ(trapezoid.converged() + simpson.converged() + romberg.converged(), 3);
+  EXPECT_TRUE(simpson.converged() == 1 && cube.calls.size() == 5u);
 }
 
 }  // namespace

@@ -2,8 +2,9 @@
 
 #include <gtest/gtest.h>
 
-#include <cfloat>
 #include <cmath>
+#include <initializer_list>
+#include <utility>
 #include <vector>
 
 #include "decomp/mlLUDecomposition.h"
@@ -12,10 +13,7 @@
 
 namespace {
 
-using paskosda_test::mat;
-using paskosda_test::random_matrix;
-using paskosda_test::values;
-using paskosda_test::vec;
+using namespace paskosda_test;
 
 std::vector<int> ints(const intcoDynArr& a) { return std::vector<int>(a.begin(), a.end()); }
 
@@ -27,15 +25,15 @@ class Minimiser : public mlConstrainedQuadraticMinimiser {
   using mlConstrainedQuadraticMinimiser::mlConstrainedQuadraticMinimiser;
   using mlConstrainedQuadraticMinimiser::product;
   using mlConstrainedQuadraticMinimiser::residual;
-  using mlConstrainedQuadraticMinimiser::trim_step_by_constraint;
-  using mlConstrainedQuadraticMinimiser::trim_step_by_constraints;
-  using mlConstrainedQuadraticMinimiser::Z_from_active;
-  void set_active(const std::vector<int>& a) {
-    active_.clear(0);
-    for (int i : a)
-      active_.append(i);
+  // {dropped, the active set afterwards} of Z_from_active on the active set a.
+  std::vector<int> Z_from(std::initializer_list<int> a) {
+    active_.become(utCopy, intcoDynArr(a));
+    int dropped = -1;
+    Z_from_active(dropped);
+    std::vector<int> r = ints(active_);
+    r.insert(r.begin(), dropped);
+    return r;
   }
-  std::vector<int> active() const { return ints(active_); }
   std::vector<int> bad() const { return ints(bad_); }
   int constraints() const { return m_; }
 };
@@ -46,52 +44,36 @@ double distance(const mlMatrix& A, const mlVector& b, int i, const mlVector& x) 
   return (scalar_product(A.row(i), x.slice()) - b[i]) / length;
 }
 
-// The exact minimum of 1/2 x^T H x + g^T x subject to A x >= b by enumeration of active sets:
-// for every set S of at most n constraints held with equality, the KKT system
-// [H -A_S^T; A_S 0] (x, l) = (-g, b_S); the lowest objective among the feasible points with
-// non-negative multipliers wins.
+// The minimum of 1/2 x^T H x + g^T x subject to A x >= b (H positive definite) by enumeration
+// of active sets: for every set S of at most n constraints held with equality, the KKT system
+// [H -A_S^T; A_S 0] (x, l) = (-g, b_S); the feasible point with non-negative multipliers is
+// the unique minimum. Empty when there is none.
 mlVector brute_force_minimum(const mlMatrix& H, const mlVector& g, const mlMatrix& A,
                              const mlVector& b) {
   const int n = H.rows(), m = A.rows();
-  double lowest = DBL_MAX;
-  mlVector best;
   for (int set = 0; set < (1 << m); ++set) {
     std::vector<int> s;
     for (int i = 0; i < m; ++i)
       if ((set >> i) & 1) s.push_back(i);
     const int a = static_cast<int>(s.size());
     if (a > n) continue;
-    mlMatrix k(mlMatrixZero, n + a, n + a);
-    mlVector rhs(mlVectorZero, n + a), z;
-    for (int i = 0; i < n; ++i) {
-      rhs[i] = -g[i];
-      for (int j = 0; j < n; ++j)
-        k(i, j) = H(i, j);
-    }
-    for (int c = 0; c < a; ++c) {
-      for (int j = 0; j < n; ++j) {
-        k(j, n + c) = -A(s[c], j);
-        k(n + c, j) = A(s[c], j);
-      }
-      rhs[n + c] = b[s[c]];
+    mlMatrix k(n + a, n + a);
+    mlVector rhs(mlVectorDim, n + a), z;
+    for (int r = 0; r < n + a; ++r) {
+      rhs[r] = r < n ? -g[r] : b[s[r - n]];
+      for (int c = 0; c < n + a; ++c)
+        k(r, c) = r < n ? (c < n ? H(r, c) : -A(s[c - n], r)) : (c < n ? A(s[r - n], c) : 0.0);
     }
     const mlLUDecomposition lu(k);
     if (lu.is_singular() != 0) continue;
     lu.solve(rhs, z);
-    const mlVector x(utCopy, z.slice(0, 1, n)), hx(mlMatrixProduct, H, x);
-    const double f =
-        0.5 * scalar_product(x.slice(), hx.slice()) + scalar_product(g.slice(), x.slice());
-    bool kkt = f < lowest;
-    for (int c = 0; c < a; ++c)
-      kkt = kkt && z[n + c] >= -1e-9;
+    mlVector x(utCopy, z.slice(0, 1, n));
+    bool kkt = true;  // every constraint met; for i < a also multiplier i non-negative
     for (int i = 0; i < m; ++i)
-      kkt = kkt && distance(A, b, i, x) >= -1e-9;
-    if (kkt) {
-      lowest = f;
-      best.become(utCopy, x);
-    }
+      kkt = kkt && distance(A, b, i, x) >= -1e-9 && (i >= a || z[n + i] >= -1e-9);
+    if (kkt) return x;
   }
-  return best;
+  return mlVector();
 }
 
 TEST(ConstrainedQuadraticMinimiser, ScalesRowsToUnitLengthAndValidatesThem) {
@@ -106,20 +88,17 @@ TEST(ConstrainedQuadraticMinimiser, ScalesRowsToUnitLengthAndValidatesThem) {
   EXPECT_EQ(q.are_valid(mlMatrix(0, 3), mlVector()), 1);
 }
 
-TEST(ConstrainedQuadraticMinimiser, ReachesTheUnconstrainedMinimumInOneFullStep) {
-  const mlMatrix H = mat(2, 2, {2.0, 0.5, 0.5, 1.0});
-  const mlVector g = vec({-1.0, 0.25});
-  // -H^-1 g = (1.125, -1) / 1.75; the constraints are far from it and from the start.
-  mlConstrainedQuadraticMinimiser q(mat(2, 2, {1.0, 0.0, 0.0, 1.0}), vec({-10.0, -10.0}), 0);
-  mlVector x = vec({3.0, 3.0});
-  EXPECT_EQ(q.solve(H, g, x), 1);
-  EXPECT_NEAR(x[0], 1.125 / 1.75, 1e-14);
-  EXPECT_NEAR(x[1], -1.0 / 1.75, 1e-14);
-  // Without constraints the budget of 3 m steps is zero: x stays at the start, by design.
-  mlConstrainedQuadraticMinimiser free(mlMatrix(0, 2), mlVector(), 0);
-  x = vec({3.0, 3.0});
-  EXPECT_EQ(free.solve(H, g, x), 1);
-  EXPECT_EQ(values(x), (std::vector<double>{3.0, 3.0}));
+TEST(ConstrainedQuadraticMinimiser, LeavesTheStartWithoutConstraintsOrCurvature) {
+  // Without constraints the budget of 3 m steps is zero, by design. Minimising x over
+  // -1 <= x <= 1 with H = 0, the pseudo-inverse of the zero reduced Hessian gives a zero step.
+  mlConstrainedQuadraticMinimiser free(mlMatrix(0, 1), mlVector(), 0);
+  mlConstrainedQuadraticMinimiser flat(mat(2, 1, {1.0, -1.0}), vec({-1.0, -1.0}), 0);
+  const std::pair<mlConstrainedQuadraticMinimiser*, double> cases[] = {{&free, 1.0}, {&flat, 0.0}};
+  for (const auto& c : cases) {
+    mlVector x = vec({0.25});
+    EXPECT_EQ(c.first->solve(mat(1, 1, {c.second}), vec({1.0}), x), 1) << c.second;
+    EXPECT_EQ(values(x), (std::vector<double>{0.25})) << c.second;
+  }
 }
 
 TEST(ConstrainedQuadraticMinimiser, MatchesTheExactMinimumOnRandomConvexProblems) {
@@ -162,37 +141,22 @@ TEST(ConstrainedQuadraticMinimiser, MatchesTheExactMinimumOnRandomConvexProblems
 
 TEST(ConstrainedQuadraticMinimiser, CopesWithRedundantParallelAndDegenerateConstraints) {
   struct Case {
-    const char* name;
     int m;
     std::vector<double> A, b, start, minimum;
   };
-  // Minimising |x - (-1, -1)|^2 / 2 over each set.
+  // Minimising |x - (-1, -1)|^2 / 2 over: x >= 1 three times (twice scaled), y >= 0.5 and a far
+  // redundant one; three constraints through the vertex (1, 1); a box entered at a corner.
   const Case cases[] = {
-      {"x >= 1 three times (twice scaled), y >= 0.5, a far redundant one",
-       5,
-       {1.0, 0.0, 1.0, 0.0, 2.0, 0.0, 0.0, 1.0, 1.0, 1.0},
-       {1.0, 1.0, 2.0, 0.5, -10.0},
-       {4.0, 3.0},
-       {1.0, 0.5}},
-      {"three constraints through the vertex (1, 1)",
-       3,
-       {1.0, 0.0, 0.0, 1.0, 1.0, 1.0},
-       {1.0, 1.0, 2.0},
-       {-2.0, 5.0},
-       {1.0, 1.0}},
-      {"a box entered from outside at a corner",
-       4,
-       {1.0, 0.0, -1.0, 0.0, 0.0, 1.0, 0.0, -1.0},
-       {0.0, -1.0, 0.0, -1.0},
-       {5.0, -7.0},
-       {0.0, 0.0}},
+      {5, {1, 0, 1, 0, 2, 0, 0, 1, 1, 1}, {1, 1, 2, 0.5, -10}, {4, 3}, {1, 0.5}},
+      {3, {1, 0, 0, 1, 1, 1}, {1, 1, 2}, {-2, 5}, {1, 1}},
+      {4, {1, 0, -1, 0, 0, 1, 0, -1}, {0, -1, 0, -1}, {5, -7}, {0, 0}},
   };
   for (const Case& c : cases) {
     mlConstrainedQuadraticMinimiser q(mlMatrix(utConvert, c.A.data(), c.m, 2), vec(c.b), 0);
     mlVector x = vec(c.start);
-    EXPECT_EQ(q.solve(mat(2, 2, {1.0, 0.0, 0.0, 1.0}), vec({1.0, 1.0}), x), 1) << c.name;
-    EXPECT_NEAR(x[0], c.minimum[0], 1e-9) << c.name;
-    EXPECT_NEAR(x[1], c.minimum[1], 1e-9) << c.name;
+    EXPECT_EQ(q.solve(mat(2, 2, {1.0, 0.0, 0.0, 1.0}), vec({1.0, 1.0}), x), 1) << c.m;
+    EXPECT_TRUE(std::fabs(x[0] - c.minimum[0]) < 1e-9 && std::fabs(x[1] - c.minimum[1]) < 1e-9)
+        << c.m << ": " << x[0] << " " << x[1];
   }
 }
 
@@ -226,93 +190,18 @@ TEST(ConstrainedQuadraticMinimiser, DeletesAndReportsContradictingConstraints) {
   EXPECT_EQ(q.constraints(), 2);
 
   // The same renumbering for a caller's lists: {5, 2} deleted, then {3, 0, 2} of the rest.
-  intcoDynArr list, more;
-  for (const int i : {5, 2})
-    list.append(i);
-  for (const int i : {3, 0, 2})
-    more.append(i);
+  intcoDynArr list{5, 2}, more{3, 0, 2};
   mlConstrainedQuadraticMinimiser::append_constraint_indices(list, more);
   EXPECT_EQ(ints(list), (std::vector<int>{2, 5, 0, 3, 4}));
-}
-
-TEST(ConstrainedQuadraticMinimiser, TrimsStepsAtTheFirstConstraintCrossed) {
-  // 0: x >= 0, 1: -x >= -2 (x <= 2), 2: y >= 0, 3: -y >= -1.
-  Minimiser q(mat(4, 2, {1.0, 0.0, -1.0, 0.0, 0.0, 1.0, 0.0, -1.0}), vec({0.0, -2.0, 0.0, -1.0}),
-              0);
-  struct Case {
-    double x, step_x, step_y;
-    int stage2, active, result;
-    double t;
-  };
-  // Constraint 0 from (x, 0.5), active or not.
-  const Case cases[] = {
-      {1.0, 1e-7, 1.0, 0, 0, 0, DBL_MAX},   // nearly parallel to the plane: degenerate
-      {1.0, 1e-7, 1.0, 0, 1, 1, DBL_MAX},   // unless active
-      {1.0, -4.0, 0.0, 0, 0, 1, 0.25},      // towards the plane: t = -r / p
-      {-5e-8, -4.0, 0.0, 0, 0, 1, 0.0},     // violated within the tolerance: 0
-      {-1.0, 4.0, 0.0, 0, 0, 1, 0.25},      // curing a violation limits stage 1
-      {-1.0, 4.0, 0.0, 1, 0, 1, DBL_MAX},   // but not stage 2
-      {-1.0, -4.0, 0.0, 0, 0, 1, DBL_MAX},  // violated and moving away
-  };
-  for (const Case& c : cases) {
-    q.set_active(c.active ? std::vector<int>{0} : std::vector<int>{});
-    double t = -1.0;
-    EXPECT_EQ(q.trim_step_by_constraint(0, vec({c.x, 0.5}), vec({c.step_x, c.step_y}), c.stage2, t),
-              c.result)
-        << c.x << " " << c.step_x << " " << c.stage2 << " " << c.active;
-    EXPECT_EQ(t, c.t) << c.x << " " << c.step_x << " " << c.stage2 << " " << c.active;
-  }
-
-  // The first of two constraints met at the same time wins; an active constraint that the full
-  // step lands on is skipped.
-  q.set_active({});
-  int hit = -2;
-  EXPECT_EQ(q.trim_step_by_constraints(vec({1.0, 0.5}), vec({2.0, 1.0}), 1, hit), 0.5);
-  EXPECT_EQ(hit, 1);
-  q.set_active({1});
-  EXPECT_EQ(q.trim_step_by_constraints(vec({1.0, 0.5}), vec({1.0, 0.0}), 1, hit), DBL_MAX);
-  EXPECT_EQ(hit, -1);
-
-  // A step almost parallel to y = 0 that crosses it before reaching x = 2: the crossing is found
-  // by linear interpolation of the residuals at the two ends. In stage 2 a degenerate
-  // constraint that is already violated does not shorten the step.
-  q.set_active({});
-  const mlVector x = vec({0.5, 1e-7}), step = vec({1.0, -9e-7});
-  const double t1 = -q.residual(1, x) / q.product(1, step), r0 = q.residual(2, x);
-  const double r1 = q.residual(2, vec({x[0] + t1 * step[0], x[1] + t1 * step[1]}));
-  ASSERT_LT(r0 * r1, 0.0);
-  EXPECT_EQ(q.trim_step_by_constraints(x, step, 0, hit),
-            std::fabs(r0) / (std::fabs(r1) + std::fabs(r0)) * t1);
-  EXPECT_EQ(hit, 2);
-  EXPECT_EQ(q.trim_step_by_constraints(vec({0.5, -1e-6}), step, 1, hit), t1);
-  EXPECT_EQ(hit, 1);
 }
 
 TEST(ConstrainedQuadraticMinimiser, DropsTheNewestOfLinearlyDependentActiveConstraints) {
   // Constraints 0 and 2 are the same plane.
   Minimiser q(mat(3, 3, {1.0, 0.0, 0.0, 0.0, 1.0, 0.0, 2.0, 0.0, 0.0}), vec({0.0, 0.0, 0.0}), 0);
-  int dropped = -1;
-  q.set_active({0, 1});
-  q.Z_from_active(dropped);
-  EXPECT_EQ(dropped, 0);
-  q.set_active({0, 1, 2});
-  q.Z_from_active(dropped);
-  EXPECT_EQ(dropped, 1);
-  EXPECT_EQ(q.active(), (std::vector<int>{0, 1}));
+  EXPECT_EQ(q.Z_from({0, 1}), (std::vector<int>{0, 0, 1}));
+  EXPECT_EQ(q.Z_from({0, 1, 2}), (std::vector<int>{1, 0, 1}));
   // The method stops at the second drop (kept so): here 2 and then the independent 1 go.
-  q.set_active({0, 2, 1});
-  q.Z_from_active(dropped);
-  EXPECT_EQ(dropped, 1);
-  EXPECT_EQ(q.active(), (std::vector<int>{0}));
-}
-
-TEST(ConstrainedQuadraticMinimiser, StopsWhereTheNewtonStepVanishesOnAFlatObjective) {
-  // Minimising x over -1 <= x <= 1 (H = 0): the pseudo-inverse of the zero reduced Hessian
-  // gives a zero step, and the method returns the feasible start instead of -1.
-  mlConstrainedQuadraticMinimiser q(mat(2, 1, {1.0, -1.0}), vec({-1.0, -1.0}), 0);
-  mlVector x = vec({0.25});
-  EXPECT_EQ(q.solve(mat(1, 1, {0.0}), vec({1.0}), x), 1);
-  EXPECT_EQ(values(x), (std::vector<double>{0.25}));
+  EXPECT_EQ(q.Z_from({0, 2, 1}), (std::vector<int>{1, 0}));
 }
 
 }  // namespace

@@ -14,9 +14,7 @@
 
 namespace {
 
-using paskosda_test::same_bits;
-using paskosda_test::values;
-using paskosda_test::vec;
+using namespace paskosda_test;
 
 // d_k(p), which also fills the derivatives g when g is not null.
 using Distance = std::function<double(const mlVector& p, int k, mlVector* g)>;
@@ -26,11 +24,13 @@ using Distance = std::function<double(const mlVector& p, int k, mlVector* g)>;
 // when flagged precise, is 4 d^2.
 class ModelProblem : public mlDistanceLeastSquares {
  public:
-  ModelProblem(int n, int m, Distance distance)
-      : mlDistanceLeastSquares(n, m), f_(std::move(distance)) {}
+  ModelProblem(int n, int m, Distance distance, int precise = 0)
+      : mlDistanceLeastSquares(n, m), f_(std::move(distance)) {
+    precise_square_distance_ = precise;
+  }
 
   void normalise_parameters(mlVector& p) override {
-    if (normalise) normalise(p);
+    if (absolute_first) p[0] = std::fabs(p[0]);
   }
   void distance_and_derivatives(double& d, mlVector& derivatives, int point) override {
     ++derivative_calls;
@@ -45,16 +45,9 @@ class ModelProblem : public mlDistanceLeastSquares {
     ++square_calls;
     return 4.0 * (last_ * last_);
   }
-  int n_independent_parameters() const override {
-    return independent > 0 ? independent : mlDistanceLeastSquares::n_independent_parameters();
-  }
-  void parameter_scales(mlVector& s) const override {
-    mlDistanceLeastSquares::parameter_scales(s);
-    for (std::size_t j = 0; j < scales.size(); ++j)
-      s[static_cast<int>(j)] = scales[j];
-  }
+  int n_independent_parameters() const override { return independent; }
+  void parameter_scales(mlVector& s) const override { s.become(utCopy, vec(scales)); }
 
-  void set_precise() { precise_square_distance_ = 1; }
   void set_points(int m) { become(n_parameters(), m); }
   const mlVector& current() const { return parameters_; }
   // The sum of d^2 over the points at p, ascending.
@@ -65,9 +58,10 @@ class ModelProblem : public mlDistanceLeastSquares {
     return s;
   }
 
-  std::function<void(mlVector&)> normalise;
-  int independent = 0;
-  std::vector<double> scales;
+  // Normalisation to |p0|, the independent-parameter count and the scales.
+  bool absolute_first = false;
+  int independent = 2;
+  std::vector<double> scales = {1.0, 1.0};
   int derivative_calls = 0, distance_calls = 0;
   mutable int square_calls = 0;
   std::vector<std::vector<double>> builds;
@@ -112,6 +106,10 @@ TEST(LevenbergMarquardt, BuildsAndSolvesTheDampedNormalEquations) {
   mlVector p = vec({0.3, -0.2});
   fitter.calc_matrices(p);
   double alpha[2][2] = {{0.0, 0.0}, {0.0, 0.0}}, beta[2] = {0.0, 0.0}, chi = 0.0;
+  const auto kept = [&] {
+    return same_bits(fitter.alpha().data(), &alpha[0][0], 4) &&
+           same_bits(fitter.beta().data(), beta, 2);
+  };
   for (std::size_t k = 0; k < 3; ++k) {
     const double g[2] = {1.0, t[k]}, d = p[0] + p[1] * t[k] - y[k];
     for (int j = 0; j < 2; ++j) {
@@ -121,8 +119,7 @@ TEST(LevenbergMarquardt, BuildsAndSolvesTheDampedNormalEquations) {
     }
     chi += d * d;
   }
-  EXPECT_TRUE(same_bits(fitter.alpha().data(), &alpha[0][0], 4));
-  EXPECT_TRUE(same_bits(fitter.beta().data(), beta, 2));
+  EXPECT_TRUE(kept());
   EXPECT_EQ(fitter.chi_square(), chi);
 
   // One step with lambda 0.25: each diagonal element a becomes a + (a + 1) 0.25, so that a zero
@@ -136,7 +133,7 @@ TEST(LevenbergMarquardt, BuildsAndSolvesTheDampedNormalEquations) {
   EXPECT_EQ(fitter.update_pars(0.25, p), problem.sum_of_squares(expected));
   EXPECT_TRUE(same_bits(p.data(), expected.data(), 2));
   EXPECT_TRUE(same_bits(problem.current().data(), expected.data(), 2));
-  EXPECT_TRUE(same_bits(fitter.alpha().data(), &alpha[0][0], 4));
+  EXPECT_TRUE(kept());
   EXPECT_EQ(problem.distance_calls, 3);
 
   // The half-gradient of S is -beta.
@@ -147,8 +144,7 @@ TEST(LevenbergMarquardt, BuildsAndSolvesTheDampedNormalEquations) {
   // Without points alpha and beta keep their contents.
   problem.set_points(0);
   fitter.calc_matrices(p);
-  EXPECT_TRUE(same_bits(fitter.alpha().data(), &alpha[0][0], 4));
-  EXPECT_TRUE(same_bits(fitter.beta().data(), beta, 2));
+  EXPECT_TRUE(kept());
   EXPECT_EQ(fitter.chi_square(), 0.0);
 }
 
@@ -165,8 +161,7 @@ TEST(LevenbergMarquardt, EndsByTheDampingScheduleAndReturnsTheMeanSquareOfTheLas
   ModelProblem problem(2, 5, line({0.0, 1.0, 2.0, 3.0, 4.0}, {0.9, 3.2, 4.8, 7.1, 9.05}));
   const double mean_square = mlLevenbergMarquardt(problem).fit(vec({0.0, 0.0}), result);
   // The least-squares line: slope 20.2 / 10 = 2.02, intercept 5.01 - 2 * 2.02 = 0.97.
-  EXPECT_NEAR(result[0], 0.97, 1e-13);
-  EXPECT_NEAR(result[1], 2.02, 1e-13);
+  EXPECT_TRUE(std::fabs(result[0] - 0.97) < 1e-13 && std::fabs(result[1] - 2.02) < 1e-13);
   // Five steps are accepted (the first, damped, lands near the solution but not on it; the last
   // by rounding alone); in the sixth build no trial lowers S and lambda climbs above 1e10.
   ASSERT_EQ(problem.builds.size(), 6u);
@@ -175,65 +170,25 @@ TEST(LevenbergMarquardt, EndsByTheDampingScheduleAndReturnsTheMeanSquareOfTheLas
   // Kept so: S at the last build divided by m, not S at the result.
   EXPECT_EQ(mean_square, problem.sum_of_squares(vec(problem.builds.back())) / 5);
   EXPECT_NEAR(mean_square, problem.sum_of_squares(result) / 5, 1e-15);
-}
 
-TEST(LevenbergMarquardt, UsesThePreciseSquareDistanceWhenFlagged) {
-  // With 4 d^2, S scales by exactly 4: every decision and every parameter is as with d^2.
-  ModelProblem plain(2, 4, line({0.0, 1.0, 2.0, 3.0}, {1.0, 2.5, 2.9, 4.4}));
-  ModelProblem precise(2, 4, line({0.0, 1.0, 2.0, 3.0}, {1.0, 2.5, 2.9, 4.4}));
-  precise.set_precise();
-  mlVector r0, r1;
-  const double v0 = mlLevenbergMarquardt(plain).fit(vec({0.0, 0.0}), r0);
-  EXPECT_EQ(mlLevenbergMarquardt(precise).fit(vec({0.0, 0.0}), r1), 4.0 * v0);
-  EXPECT_TRUE(same_bits(r0.data(), r1.data(), 2));
-  EXPECT_EQ(plain.square_calls, 0);
+  // With the precise squared distance 4 d^2, S scales by exactly 4: every decision and every
+  // parameter is as with d^2.
+  ModelProblem precise(2, 5, line({0.0, 1.0, 2.0, 3.0, 4.0}, {0.9, 3.2, 4.8, 7.1, 9.05}), 1);
+  mlVector precise_result;
+  EXPECT_EQ(mlLevenbergMarquardt(precise).fit(vec({0.0, 0.0}), precise_result), 4.0 * mean_square);
+  EXPECT_TRUE(same_bits(result.data(), precise_result.data(), 2));
+  EXPECT_EQ(problem.square_calls, 0);
   EXPECT_EQ(precise.square_calls, precise.derivative_calls + precise.distance_calls);
 }
 
 TEST(DistanceLeastSquares, RatesThePointsByTheScaledHessianOfTheIndependentParameters) {
-  // d = (a1 + a2) + b t - 1 is linear, so the difference quotients are exactly 0 and H is
-  // J^T J summed in point order, here divided by the scales; a1 and a2 cannot be told apart.
-  const std::vector<double> t = {0.0, 1.0, 2.5}, scales = {2.0, 0.5, 4.0};
-  ModelProblem problem(3, 3, [t](const mlVector& p, int k, mlVector* g) {
-    if (g != nullptr) *g = vec({1.0, 1.0, t[k]});
-    return p[0] + p[1] + p[2] * t[k] - 1.0;
-  });
-  problem.scales = scales;
-  problem.normalise = [](mlVector& p) { p[0] = std::fabs(p[0]); };
-  mlMatrix h(mlMatrixZero, 3, 3);
-  for (const double tk : t) {
-    const double g[3] = {1.0, 1.0, tk};
-    for (int j = 0; j < 3; ++j)
-      for (int l = 0; l < 3; ++l)
-        h(j, l) += g[l] * g[j];
-  }
-  for (int i = 0; i < 3; ++i)
-    for (int j = 0; j < 3; ++j)
-      h(i, j) = h(i, j) / (scales[j] * scales[i]);
-  const mlSingularValueDecomposition svd(h);
-  const mlVector& sigma = svd.diagonal();
-  const mlVector p = vec({-0.2, 0.1, 0.4});
-  EXPECT_EQ(problem.point_distribution_quality(p), std::sqrt(sigma[2] / sigma[0]));
-  EXPECT_LT(problem.point_distribution_quality(p), 1e-7);
-  problem.independent = 2;
-  EXPECT_EQ(problem.point_distribution_quality(p), std::sqrt(sigma[1] / sigma[0]));
-  // The problem is left at the normalised parameters.
-  EXPECT_EQ(values(problem.current()), (std::vector<double>{0.2, 0.1, 0.4}));
-
-  // Distances that do not depend on the parameters: an all-zero Hessian.
-  ModelProblem flat(2, 4, [](const mlVector&, int, mlVector* g) {
-    if (g != nullptr) *g = vec({0.0, 0.0});
-    return 0.5;
-  });
-  EXPECT_EQ(flat.point_distribution_quality(vec({1.0, 2.0})), 0.0);
-  EXPECT_EQ(flat.mlDistanceLeastSquares::get_last_square_distance(), DBL_MAX);
-}
-
-TEST(DistanceLeastSquares, IncludesTheResidualCurvatureInTheHessian) {
-  // Away from the fit the term d * d2d/dp2 matters: compare with the analytic Hessian of S / 2
-  // for A exp(-r t) against data it does not match.
+  // A exp(-r t) against data it does not match: the term d * d2d/dp2 matters. Compared with the
+  // analytic Hessian of S / 2 divided by the scales; the first parameter is normalised to its
+  // absolute value, and the problem is left there.
   const std::vector<double> t = {0.0, 0.5, 1.0, 1.5, 2.0}, y = {1.0, 0.2, 0.9, 0.1, 0.5};
   ModelProblem problem(2, 5, decay(t, y));
+  problem.scales = {2.0, 0.5};
+  problem.absolute_first = true;
   const double a = 1.2, rate = 0.7;
   mlMatrix h(mlMatrixZero, 2, 2);
   for (std::size_t k = 0; k < t.size(); ++k) {
@@ -242,11 +197,27 @@ TEST(DistanceLeastSquares, IncludesTheResidualCurvatureInTheHessian) {
     const double dd[2][2] = {{0.0, -t[k] * e}, {-t[k] * e, a * t[k] * t[k] * e}};
     for (int j = 0; j < 2; ++j)
       for (int l = 0; l < 2; ++l)
-        h(j, l) += d * dd[j][l] + g[l] * g[j];
+        h(j, l) += (d * dd[j][l] + g[l] * g[j]) / (problem.scales[j] * problem.scales[l]);
   }
   const mlSingularValueDecomposition svd(h);
-  EXPECT_NEAR(problem.point_distribution_quality(vec({a, rate})),
+  EXPECT_NEAR(problem.point_distribution_quality(vec({-a, rate})),
               std::sqrt(svd.diagonal()[1] / svd.diagonal()[0]), 1e-5);
+  EXPECT_EQ(values(problem.current()), (std::vector<double>{a, rate}));
+  problem.independent = 1;
+  EXPECT_EQ(problem.point_distribution_quality(vec({a, rate})), 1.0);
+
+  // Distances that do not depend on the parameters: an all-zero Hessian.
+  ModelProblem flat(2, 4, [](const mlVector&, int, mlVector* g) {
+    if (g != nullptr) *g = vec({0.0, 0.0});
+    return 0.5;
+  });
+  EXPECT_EQ(flat.point_distribution_quality(vec({1.0, 2.0})), 0.0);
+  // The defaults: every parameter independent, scales 1, no precise squared distance.
+  mlVector scales;
+  flat.mlDistanceLeastSquares::parameter_scales(scales);
+  EXPECT_TRUE(flat.mlDistanceLeastSquares::n_independent_parameters() == 2 &&
+              values(scales) == (std::vector<double>{1.0, 1.0}) &&
+              flat.mlDistanceLeastSquares::get_last_square_distance() == DBL_MAX);
 }
 
 }  // namespace

@@ -13,137 +13,80 @@
 
 namespace {
 
-using paskosda_test::Call;
-using paskosda_test::CountingFunction2;
-using paskosda_test::Cylinder;
-using paskosda_test::half_pi;
-using paskosda_test::parameter_distance;
-using paskosda_test::PlanePatch;
-using paskosda_test::Projection;
-using paskosda_test::Sphere;
-using paskosda_test::Surface;
-using paskosda_test::Torus;
-using paskosda_test::two_pi;
+using namespace paskosda_test;
 
-// Projects `count` targets drawn uniformly from the box centre +- half onto s, each from a
-// random start in the patch, skipping targets whose nearest point is not well posed; without
-// `second_derivatives` F offers none, and the Hessian comes from differences. Each must
-// end in the state of its nearest point (interior, edge or corner) within 1e-9 of it, inside the
-// patch, within 20 iterations, with every call to F counted. Returns how often each state was
-// expected, and last how many nearest points lay within 0.3 of a periodic seam.
-std::vector<int> project(const Surface& s, const double centre[3], const double half[3], int count,
-                         bool second_derivatives) {
-  Projection F(s, second_derivatives);
-  mlVectorMinimiser2 minimiser(F);
-  minimiser.set_patch(s.u_min(), s.u_max(), s.v_min(), s.v_max());
-  minimiser.set_periodic(s.u_periodic(), s.v_periodic());
-  const double u_period = s.u_periodic() ? s.u_max() - s.u_min() : 0.0;
-  const double v_period = s.v_periodic() ? s.v_max() - s.v_min() : 0.0;
-  mlRandom random(count);
-  std::vector<int> tally(4, 0);
-  for (int done = 0; done < count;) {
-    double p[3], eu, ev;
-    for (int k = 0; k < 3; ++k)
-      p[k] = random.uniform(centre[k] - half[k], centre[k] + half[k]);
-    const int expected = s.nearest(p, eu, ev);
-    if (expected < 0) continue;
-    ++done;
-    ++tally[static_cast<std::size_t>(expected)];
-    tally[3] += (u_period > 0.0 && std::fmin(eu - s.u_min(), s.u_max() - eu) < 0.3) ||
-                (v_period > 0.0 && std::fmin(ev - s.v_min(), s.v_max() - ev) < 0.3);
-    F.set_target(p);
-    double u = random.uniform(s.u_min(), s.u_max()), v = random.uniform(s.v_min(), s.v_max());
-    F.values = F.jacobians = F.derivatives = 0;
-    const int state = minimiser.minimise(u, v);
-    const double error =
-        std::fmax(parameter_distance(u, eu, u_period), parameter_distance(v, ev, v_period));
-    const bool inside = u >= s.u_min() && (s.u_periodic() ? u < s.u_max() : u <= s.u_max()) &&
-                        v >= s.v_min() && (s.v_periodic() ? v < s.v_max() : v <= s.v_max());
-    // Without second derivatives F is asked for them once: the request finds them missing.
-    EXPECT_TRUE(state == expected && error <= 1e-9 && inside && minimiser.iterations() <= 20 &&
-                minimiser.evaluations() == F.calls() && (second_derivatives || F.derivatives == 1))
-        << "target (" << p[0] << ", " << p[1] << ", " << p[2] << "): state " << state << " at ("
-        << u << ", " << v << ") after " << minimiser.iterations() << " iterations, expected "
-        << expected << " at (" << eu << ", " << ev << ")";
-  }
-  return tally;
-}
-
-TEST(SurfaceMinimiser, ProjectsOntoAnalyticSurfacesAcrossEdgesCornersAndSeams) {
-  const double o[3] = {0.5, -1.0, 2.0}, a[3] = {2.0, 0.5, 0.0}, b[3] = {0.7, 1.5, 1.0};
-  const PlanePatch plane(o, a, b);
-  const Cylinder cylinder(1.5, 2.0);
-  const Sphere sphere(2.0);
-  const Torus torus(3.0, 1.0);
+// Targets drawn uniformly from a box about the origin, each projected from a random start in
+// the patch; targets whose nearest point is not well posed are skipped. Each projection must
+// end in the state of the nearest point within 1e-9 of it, inside the patch, within 20
+// iterations, with every call to F counted (F without second derivatives is asked for them
+// once). The samples hold nearest points on the cylinder's rims and next to every seam. On the
+// sphere each search starts on a pole: there every u gives the same point, so the pole looks
+// like a minimum on the v edge from wherever the iteration meets it.
+TEST(SurfaceMinimiser, ProjectsOntoAnalyticSurfacesAcrossEdgesSeamsAndPoles) {
+  const Revolution cylinder(0.0, 1.5, 2.0), sphere(0.0, 2.0), torus(3.0, 1.0);
   struct Case {
-    const char* name;
-    const Surface& surface;
-    double centre[3], half[3];
+    const Revolution& s;
+    double half[3];
     int count;
-    bool second_derivatives;
-    std::vector<int> at_least;  // interior, edge, corner, near a seam
+    bool second_derivatives, from_poles;
   };
-  const Case cases[] = {
-      {"plane", plane, {1.85, 0.0, 2.5}, {1.5, 1.5, 1.5}, 300, true, {50, 50, 15, 0}},
-      {"cylinder", cylinder, {0.0, 0.0, 0.0}, {4.0, 4.0, 3.0}, 200, true, {50, 40, 0, 8}},
-      {"sphere", sphere, {0.0, 0.0, 0.0}, {4.0, 4.0, 4.0}, 200, true, {200, 0, 0, 8}},
-      {"torus", torus, {0.0, 0.0, 0.0}, {5.0, 5.0, 3.0}, 400, true, {400, 0, 0, 40}},
-      {"torus, differences", torus, {0.0, 0.0, 0.0}, {5.0, 5.0, 3.0}, 50, false, {50, 0, 0, 5}},
-  };
+  const Case cases[] = {{cylinder, {4.0, 4.0, 3.0}, 200, true, false},
+                        {sphere, {4.0, 4.0, 4.0}, 200, true, true},
+                        {torus, {5.0, 5.0, 3.0}, 400, true, false},
+                        {torus, {5.0, 5.0, 3.0}, 50, false, false}};
   for (const Case& c : cases) {
-    SCOPED_TRACE(c.name);
-    const std::vector<int> tally =
-        project(c.surface, c.centre, c.half, c.count, c.second_derivatives);
-    for (std::size_t k = 0; k < 4; ++k)
-      EXPECT_GE(tally[k], c.at_least[k]) << k;
-  }
-}
-
-TEST(SurfaceMinimiser, LeavesASpherePoleForTheNearestPoint) {
-  // On a pole every u gives the same point, so the pole looks like a minimum on the v edge
-  // from wherever the iteration meets it.
-  const Sphere sphere(1.0);
-  Projection F(sphere);
-  mlVectorMinimiser2 minimiser(F);
-  minimiser.set_patch(0.0, two_pi, -half_pi, half_pi);
-  minimiser.set_periodic(1, 0);
-  const double p[3] = {1.0, 0.5, 0.8};
-  F.set_target(p);
-  double eu, ev;
-  sphere.nearest(p, eu, ev);
-  for (const double pole : {half_pi, -half_pi}) {
-    for (const double start : {0.0, 2.0, 3.6}) {
-      double u = start, v = pole;
-      EXPECT_EQ(minimiser.minimise(u, v), mlMinimiser2Converged) << start << " " << pole;
-      EXPECT_NEAR(u, eu, 1e-9) << start << " " << pole;
-      EXPECT_NEAR(v, ev, 1e-9) << start << " " << pole;
+    const Revolution& s = c.s;
+    Projection F(s, c.second_derivatives);
+    mlVectorMinimiser2 minimiser(F);
+    minimiser.set_patch(s.lo[0], s.hi[0], s.lo[1], s.hi[1]);
+    minimiser.set_periodic(s.periodic[0], s.periodic[1]);
+    mlRandom random(c.count);
+    for (int done = 0; done < c.count;) {
+      double p[3], e[2], x[2];
+      for (int k = 0; k < 3; ++k)
+        p[k] = random.uniform(-c.half[k], c.half[k]);
+      const int expected = s.nearest(p, e[0], e[1]);
+      if (expected < 0) continue;
+      ++done;
+      F.set_target(p);
+      for (int a = 0; a < 2; ++a)
+        x[a] = random.uniform(s.lo[a], s.hi[a]);
+      if (c.from_poles) x[1] = done % 2 == 0 ? half_pi : -half_pi;
+      F.values = F.jacobians = F.derivatives = 0;
+      const int state = minimiser.minimise(x[0], x[1]);
+      bool ok = state == expected && minimiser.iterations() <= 20 &&
+                minimiser.evaluations() == F.calls() &&
+                (c.second_derivatives || F.derivatives == 1);
+      for (int a = 0; a < 2; ++a) {
+        const double period = s.periodic[a] ? s.hi[a] - s.lo[a] : 0.0;
+        const double d = period > 0.0 ? std::remainder(x[a] - e[a], period) : x[a] - e[a];
+        ok = ok && std::fabs(d) <= 1e-9 && x[a] >= s.lo[a] &&
+             (period > 0.0 ? x[a] < s.hi[a] : x[a] <= s.hi[a]);
+      }
+      EXPECT_TRUE(ok) << "case " << &c - cases << ", target " << p[0] << " " << p[1] << " " << p[2]
+                      << ": state " << state << " at " << x[0] << " " << x[1];
     }
   }
 }
 
-// (u - a)^2 + 2 (v - b)^2 + c (u - a)(v - b) on [0, 1]^2 with its derivatives.
-CountingFunction2 paraboloid(double a, double b, double c = 0.5) {
+// (huu du^2 + 2 huv du dv + hvv dv^2) / 2 with du = u - a, dv = v - b, over the domain.
+CountingFunction2 quadratic(double a, double b, double huu, double huv, double hvv,
+                            std::vector<double> domain = {0.0, 1.0, 0.0, 1.0}) {
   return CountingFunction2(
-      [a, b, c](double u, double v) {
-        return (u - a) * (u - a) + 2.0 * (v - b) * (v - b) + c * (u - a) * (v - b);
+      [=](double u, double v) {
+        return 0.5 *
+               (huu * (u - a) * (u - a) + 2.0 * huv * (u - a) * (v - b) + hvv * (v - b) * (v - b));
       },
-      [a, b, c](int i, int j, double u, double v) {
-        if (i == 1 && j == 0) return 2.0 * (u - a) + c * (v - b);
-        if (i == 0 && j == 1) return 4.0 * (v - b) + c * (u - a);
-        return i == 2 ? 2.0 : j == 2 ? 4.0 : c;
+      [=](int i, int j, double u, double v) {
+        if (i + j == 1)
+          return i == 1 ? huu * (u - a) + huv * (v - b) : huv * (u - a) + hvv * (v - b);
+        return i == 2 ? huu : j == 2 ? hvv : huv;
       },
-      {0.0, 1.0, 0.0, 1.0});
+      domain);
 }
 
-CountingFunction2 saddle() {
-  return CountingFunction2([](double u, double v) { return u * u - v * v; },
-                           [](int i, int j, double u, double v) {
-                             if (i == 1 && j == 0) return 2.0 * u;
-                             if (i == 0 && j == 1) return -2.0 * v;
-                             return i == 2 ? 2.0 : j == 2 ? -2.0 : 0.0;
-                           },
-                           {-1.0, 1.0, -1.0, 1.0});
-}
+CountingFunction2 paraboloid(double a, double b) { return quadratic(a, b, 2.0, 0.5, 4.0); }
+CountingFunction2 saddle() { return quadratic(0.0, 0.0, 2.0, 0.0, -2.0, {-1.0, 1.0, -1.0, 1.0}); }
 
 CountingFunction2 rosenbrock(double u_max) {
   return CountingFunction2(
@@ -164,67 +107,63 @@ std::vector<double> run(mlBaseMinimiser2& m, double u, double v) {
 
 TEST(Minimiser2, FindsInteriorEdgeAndCornerMinimaWithAndWithoutDerivatives) {
   struct Case {
-    const char* name;
     std::function<CountingFunction2()> make;
     int max_deriv;
     double u, v;
-    mlMinimiser2State state;
+    int state;
     double eu, ev, tolerance;
+    int derivative_calls = -1;  // -1: not checked
+    int max_iterations = 100;
   };
   const auto interior = [] { return paraboloid(0.3, 0.6); };
-  const auto cut = [] { return rosenbrock(0.5); };
+  const auto valley = [] { return rosenbrock(2.0); };
+  // Every derivative -666.0 although max_deriv is 2: the first request of each order finds out.
+  const auto cosines = [] {
+    return CountingFunction2([](double u, double v) { return std::cos(u) + std::cos(v) + 3.0; },
+                             nullptr, {0.0, two_pi, 0.0, two_pi});
+  };
+  const auto nan_derivatives = [] {
+    return CountingFunction2([](double u, double v) { return u * u + v * v; },
+                             [](int, int, double, double) { return std::nan(""); },
+                             {0.0, 1.0, 0.0, 1.0});
+  };
+  const int in = mlMinimiser2Converged, edge = mlMinimiser2OnEdge;
+  const double pi = 3.141592653589793;
   const Case cases[] = {
-      {"interior", interior, 2, 0.9, 0.1, mlMinimiser2Converged, 0.3, 0.6, 1e-12},
-      {"beyond the edge u = 1", [] { return paraboloid(1.5, 0.6); }, 2, 0.2, 0.1,
-       mlMinimiser2OnEdge, 1.0, 0.6625, 1e-12},
-      {"beyond the corner (1, 0)", [] { return paraboloid(1.5, -0.6); }, 2, 0.2, 0.7,
-       mlMinimiser2AtCorner, 1.0, 0.0, 0.0},
-      {"interior, differences", interior, 0, 0.9, 0.1, mlMinimiser2Converged, 0.3, 0.6, 1e-9},
-      {"first derivatives only", interior, 1, 0.9, 0.1, mlMinimiser2Converged, 0.3, 0.6, 1e-9},
-      {"saddle", saddle, 2, 0.3, 0.2, mlMinimiser2OnEdge, 0.0, 1.0, 1e-12},
-      {"on the saddle point", saddle, 2, 0.0, 0.0, mlMinimiser2OnEdge, 0.0, -1.0, 1e-12},
-      {"on the saddle point, differences", saddle, 0, 0.0, 0.0, mlMinimiser2OnEdge, 0.0, -1.0,
-       1e-9},
-      {"Rosenbrock", [] { return rosenbrock(2.0); }, 2, -1.2, 1.0, mlMinimiser2Converged, 1.0, 1.0,
-       1e-12},
-      {"Rosenbrock cut at u = 0.5", cut, 2, -1.2, 1.0, mlMinimiser2OnEdge, 0.5, 0.25, 1e-12},
-      {"Rosenbrock cut, differences", cut, 0, -1.2, 1.0, mlMinimiser2OnEdge, 0.5, 0.25, 1e-9},
+      {interior, 2, 0.9, 0.1, in, 0.3, 0.6, 1e-12},
+      {[] { return paraboloid(1.5, 0.6); }, 2, 0.2, 0.1, edge, 1.0, 0.6625, 1e-12},
+      {[] { return paraboloid(1.5, -0.6); }, 2, 0.2, 0.7, mlMinimiser2AtCorner, 1.0, 0.0, 0.0},
+      {interior, 0, 0.9, 0.1, in, 0.3, 0.6, 1e-9, 0},  // differences
+      {interior, 1, 0.9, 0.1, in, 0.3, 0.6, 1e-9},     // first derivatives only
+      {cosines, 2, 0.1, 6.2, in, pi, pi, 1e-8, 2},
+      {saddle, 2, 0.0, 0.0, edge, 0.0, -1.0, 1e-12},  // from the saddle point
+      {valley, 2, -1.2, 1.0, in, 1.0, 1.0, 1e-12},
+      {[] { return rosenbrock(0.5); }, 0, -1.2, 1.0, edge, 0.5, 0.25, 1e-9, 0},
+      // Nowhere to go from the start, or no iteration allowed: the start comes back.
+      {nan_derivatives, 2, 0.25, 0.75, mlMinimiser2NoProgress, 0.25, 0.75, 0.0},
+      {valley, 2, 0.0, 0.0, mlMinimiser2MaxIterations, 0.0, 0.0, 0.0, 0, 0},
   };
   for (const Case& c : cases) {
+    const int row = static_cast<int>(&c - cases);
     CountingFunction2 f = c.make();
     f.set_max_deriv(c.max_deriv);
     mlMinimiser2 minimiser(f);
+    minimiser.set_max_iterations(c.max_iterations);
     const std::vector<double> r = run(minimiser, c.u, c.v);
-    EXPECT_EQ(r[0], c.state) << c.name;
-    EXPECT_NEAR(r[1], c.eu, c.tolerance) << c.name;
-    EXPECT_NEAR(r[2], c.ev, c.tolerance) << c.name;
-    EXPECT_EQ(minimiser.evaluations(), static_cast<int>(f.calls.size())) << c.name;
-    EXPECT_EQ(minimiser.minimum_value(), f.function(r[1], r[2])) << c.name;
-    // Without derivatives offered, none is asked for.
+    EXPECT_EQ(r[0], c.state) << row;
+    EXPECT_NEAR(r[1], c.eu, c.tolerance) << row;
+    EXPECT_NEAR(r[2], c.ev, c.tolerance) << row;
+    EXPECT_EQ(minimiser.evaluations(), static_cast<int>(f.calls.size())) << row;
+    EXPECT_EQ(minimiser.minimum_value(), f.function(r[1], r[2])) << row;
+    int derivative_calls = 0;
     for (const Call& call : f.calls)
-      EXPECT_TRUE(c.max_deriv > 0 || call.order == -1) << c.name;
+      derivative_calls += call.order > 0;
+    EXPECT_TRUE(c.derivative_calls < 0 || derivative_calls == c.derivative_calls) << row;
   }
 }
 
-TEST(Minimiser2, FallsBackToDifferencesWhenTheFunctionReturnsTheNoDerivativeValue) {
-  // max_deriv is 2 but every derivative is -666.0: the first request of each order finds out.
-  CountingFunction2 f([](double u, double v) { return std::cos(u) + std::cos(v) + 3.0; }, nullptr,
-                      {0.0, two_pi, 0.0, two_pi});
-  mlMinimiser2 minimiser(f);
-  minimiser.set_periodic(1, 1);
-  const std::vector<double> r = run(minimiser, 0.1, 6.2);
-  EXPECT_EQ(r[0], mlMinimiser2Converged);
-  EXPECT_NEAR(r[1], 3.141592653589793, 1e-8);
-  EXPECT_NEAR(r[2], 3.141592653589793, 1e-8);
-  int derivative_calls[3] = {0, 0, 0};
-  for (const Call& c : f.calls)
-    if (c.order > 0) ++derivative_calls[c.order];
-  EXPECT_EQ(derivative_calls[1], 1);
-  EXPECT_EQ(derivative_calls[2], 1);
-}
-
 TEST(Minimiser2, TakesNewtonStepsWithTheFunctionsOwnDerivatives) {
-  CountingFunction2 f = paraboloid(0.25, 0.5, 0.0);
+  CountingFunction2 f = quadratic(0.25, 0.5, 2.0, 0.0, 4.0);
   mlMinimiser2 minimiser(f);
   EXPECT_EQ(run(minimiser, 0.75, 0.125), (std::vector<double>{mlMinimiser2Converged, 0.25, 0.5}));
   EXPECT_EQ(minimiser.iterations(), 2);
@@ -255,18 +194,8 @@ TEST(Minimiser2, EndsWithoutProgressOrIterationsWithTheBestPoint) {
   EXPECT_EQ(partly_undefined.minimum_value(), f.function(r[1], r[2]));
   EXPECT_LT(partly_undefined.minimum_value(), f.function(0.1, 0.1));
 
-  // Finite values with NaN derivatives: nowhere to go from the start.
-  CountingFunction2 g([](double u, double v) { return u * u + v * v; },
-                      [](int, int, double, double) { return std::nan(""); }, {0.0, 1.0, 0.0, 1.0});
-  mlMinimiser2 stuck(g);
-  EXPECT_EQ(run(stuck, 0.25, 0.75), (std::vector<double>{mlMinimiser2NoProgress, 0.25, 0.75}));
-
   CountingFunction2 h = rosenbrock(2.0);
   mlMinimiser2 budget(h);
-  budget.set_max_iterations(0);
-  EXPECT_EQ(run(budget, 0.0, 0.0), (std::vector<double>{mlMinimiser2MaxIterations, 0.0, 0.0}));
-  EXPECT_EQ(budget.minimum_value(), 1.0);
-  EXPECT_EQ(budget.evaluations(), 1);
   budget.set_max_iterations(3);
   r = run(budget, -1.2, 1.0);
   EXPECT_EQ(r[0], mlMinimiser2MaxIterations);

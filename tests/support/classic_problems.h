@@ -14,54 +14,37 @@ namespace paskosda_test {
 
 /// (1 - x)^2 + 100 (y - x^2)^2: a curved valley, minimum at (1, 1).
 inline double rosenbrock(const mlSlice& x) {
-  const double a = 1.0 - x[0];
-  const double b = x[1] - x[0] * x[0];
+  const double a = 1.0 - x[0], b = x[1] - x[0] * x[0];
   return a * a + 100.0 * b * b;
+}
+
+/// (1.5 - x + x y)^2 + (2.25 - x + x y^2)^2 + (2.625 - x + x y^3)^2: minimum at (3, 0.5).
+inline double beale(const mlSlice& x) {
+  const double a = 1.5 - x[0] + x[0] * x[1], b = 2.25 - x[0] + x[0] * x[1] * x[1];
+  const double c = 2.625 - x[0] + x[0] * x[1] * x[1] * x[1];
+  return a * a + b * b + c * c;
+}
+
+/// Powell's singular function of four variables, minimum at 0 with a singular Hessian there.
+inline double powell_singular(const mlSlice& x) {
+  const double a = x[0] + 10.0 * x[1], b = x[2] - x[3], c = x[1] - 2.0 * x[2], d = x[0] - x[3];
+  return a * a + 5.0 * b * b + c * c * c * c + 10.0 * d * d * d * d;
 }
 
 struct ClassicProblem {
   const char* name;
   std::function<double(const mlSlice&)> f;
-  std::vector<double> start;
-  std::vector<double> minimum;
+  std::vector<double> start, minimum;
   double point_tolerance;
 };
 
-/// Rosenbrock, Beale, Powell's singular function (a singular Hessian at the minimum makes
-/// convergence slow, hence the loose tolerance) and a quadratic scaled over ten decades.
+/// The three with their usual start points; the singular Hessian makes convergence to Powell's
+/// minimum slow, hence its loose tolerance.
 inline std::vector<ClassicProblem> classic_problems() {
   return {
       {"Rosenbrock", rosenbrock, {-1.2, 1.0}, {1.0, 1.0}, 1e-8},
-      {"Beale",
-       [](const mlSlice& x) {
-         const double a = 1.5 - x[0] + x[0] * x[1];
-         const double b = 2.25 - x[0] + x[0] * x[1] * x[1];
-         const double c = 2.625 - x[0] + x[0] * x[1] * x[1] * x[1];
-         return a * a + b * b + c * c;
-       },
-       {1.0, 1.0},
-       {3.0, 0.5},
-       1e-8},
-      {"Powell's singular",
-       [](const mlSlice& x) {
-         const double a = x[0] + 10.0 * x[1];
-         const double b = x[2] - x[3];
-         const double c = x[1] - 2.0 * x[2];
-         const double d = x[0] - x[3];
-         return a * a + 5.0 * b * b + c * c * c * c + 10.0 * d * d * d * d;
-       },
-       {3.0, -1.0, 0.0, 1.0},
-       {0.0, 0.0, 0.0, 0.0},
-       1e-4},
-      {"badly scaled quadratic",
-       [](const mlSlice& x) {
-         const double a = x[0] - 1.0, b = x[1] - 2.0, c = x[2] + 3.0;
-         return a * a + 1e6 * b * b + 1e-4 * c * c;
-       },
-       {0.0, 0.0, 0.0},
-       {1.0, 2.0, -3.0},
-       1e-5},
-  };
+      {"Beale", beale, {1.0, 1.0}, {3.0, 0.5}, 1e-8},
+      {"Powell's singular", powell_singular, {3.0, -1.0, 0.0, 1.0}, {0.0, 0.0, 0.0, 0.0}, 1e-4}};
 }
 
 }  // namespace paskosda_test
