@@ -2,8 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include <cmath>
-#include <vector>
+#include <utility>
 
 #include "support/test_support.h"
 
@@ -27,27 +26,21 @@ TEST(QRDecomposition, BuildsQAndRAndRejectsWithoutChangingThem) {
   EXPECT_EQ(values(r), (std::vector<double>{1, 0, 0.5, 1}));  // c = 0.5 q0 + q1
   EXPECT_EQ(values(c), (std::vector<double>{1, 3}));          // the input is not changed
 
-  struct Case {
-    mlVector v;
-    mlQRStatus status;
-  };
-  const Case cases[] = {
-      {vec({std::sqrt(1e-11), 0}), mlQRTooShort},
-      {mlVector(), mlQRTooShort},
-      {vec({1, 2, 3}), mlQRSizeMismatch},
-      {vec({1e-6, 0, 0}), mlQRTooShort},  // the length is tested before the size
-  };
-  for (const Case& k : cases) {
-    qr.add(&k.v);
-    EXPECT_EQ(qr.status(), k.status) << k.v;
-    EXPECT_TRUE(q.rows() == 2 && r.rows() == 2);
+  // The length is tested before the size.
+  const std::pair<mlVector, mlQRStatus> cases[] = {{vec({std::sqrt(1e-11), 0}), mlQRTooShort},
+                                                   {mlVector(), mlQRTooShort},
+                                                   {vec({1, 2, 3}), mlQRSizeMismatch},
+                                                   {vec({1e-6, 0, 0}), mlQRTooShort}};
+  for (const auto& [v, status] : cases) {
+    qr.add(&v);
+    EXPECT_TRUE(qr.status() == status && q.rows() == 2 && r.rows() == 2) << v;
   }
 }
 
 TEST(QRDecomposition, InputsAreRTimesQOnRandomVectors) {
   mlRandom random(12);
+  const int n = 7, m = 5;
   for (int orthonormal = 0; orthonormal < 2; ++orthonormal) {
-    const int n = 7, m = 5;
     const mlMatrix inputs = random_matrix(random, m, n);
     mlMatrix q, r, unit;
     mlQRDecomposition qr(&q, &r);
@@ -62,7 +55,7 @@ TEST(QRDecomposition, InputsAreRTimesQOnRandomVectors) {
     qr.get_orthonormal_Q(unit);
     const mlMatrix basis =
         orthonormal != 0 ? mlMatrix(mlMatrixTranspose, unit) : mlMatrix(utCopy, q);
-    EXPECT_EQ(equal(mlMatrix(mlMatrixProduct, r, basis), inputs, 1e-14), 1);
+    EXPECT_TRUE(equal(mlMatrix(mlMatrixProduct, r, basis), inputs, 1e-14));
     for (int i = 0; i < m; ++i) {
       for (int j = i + 1; j < m; ++j) {
         EXPECT_LT(std::fabs(scalar_product(q.row(i), q.row(j))), 1e-14);
@@ -94,19 +87,13 @@ TEST(GramSchmidt, AddReturnsTheSquaredRemainderAndKeepsItOnlyWhenAsked) {
   EXPECT_EQ(gs.add(&w, 1), 25.0);
   EXPECT_EQ(values(m), (std::vector<double>{1, 0, 0, 0, 3, 4}));
 
-  struct Case {
-    mlVector v;
-    mlGSStatus status;
-  };
-  const Case cases[] = {
-      {vec({5, 6, 8}), mlGSDependent},  // 5 * row 0 + 2 * row 1
-      {vec({1, 1}), mlGSSizeMismatch},
-      {vec({1e-6, 0, 0}), mlGSTooShort},
-  };
-  for (const Case& k : cases) {
-    mlVector v2(utCopy, k.v);
-    EXPECT_EQ(gs.add(&v2, 1), 0.0);
-    EXPECT_TRUE(gs.status() == k.status && m.rows() == 2) << k.v;
+  // (5, 6, 8) is 5 row 0 + 2 row 1.
+  const std::pair<mlVector, mlGSStatus> cases[] = {{vec({5, 6, 8}), mlGSDependent},
+                                                   {vec({1, 1}), mlGSSizeMismatch},
+                                                   {vec({1e-6, 0, 0}), mlGSTooShort}};
+  for (const auto& [v, status] : cases) {
+    mlVector copy(utCopy, v);
+    EXPECT_TRUE(gs.add(&copy, 1) == 0.0 && gs.status() == status && m.rows() == 2) << v;
   }
 }
 

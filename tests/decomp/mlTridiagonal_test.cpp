@@ -2,10 +2,9 @@
 
 #include <gtest/gtest.h>
 
-#include <cmath>
-#include <vector>
+#include <tuple>
 
-#include "linalg/mlMatrix.h"
+#include "support/reference_decomp.h"
 #include "support/test_support.h"
 
 namespace {
@@ -23,21 +22,13 @@ std::vector<double> solve(const mlVector& lower, const mlVector& diagonal, const
 }
 
 TEST(Tridiagonal, SolvesBandAndSmallPeriodicSystemsExactly) {
-  struct Case {
-    std::vector<double> lower, diagonal, upper, d;
-    bool periodic;
-    std::vector<double> x;
-  };
-  const Case cases[] = {
+  using V = std::vector<double>;
+  const std::tuple<V, V, V, V, bool, V> cases[] = {
+      // lower, diagonal, upper, d, periodic, x
       {{5}, {4}, {7}, {3}, false, {0.75}},
       {{9, 1, 1}, {2, 2, 2}, {1, 1, 9}, {3, 4, 3}, false, {1, 1, 1}},  // corners not in the band
       // All 1 up to the rounding of the rank-one correction.
-      {{1, 1, 1, 1, 1},
-       {4, 4, 4, 4, 4},
-       {1, 1, 1, 1, 1},
-       {6, 6, 6, 6, 6},
-       true,
-       {1, 1, 0.9999999999999999, 1, 1}},
+      {V(5, 1.0), V(5, 4.0), V(5, 1.0), V(5, 6.0), true, {1, 1, 0.9999999999999999, 1, 1}},
       // Order one: both corners lie on the diagonal, unless their signs differ from it; the
       // upper one is added first: (1 + 2^-53) + 2^-53 is 1.
       {{1}, {4}, {2}, {14}, true, {2}},
@@ -45,9 +36,8 @@ TEST(Tridiagonal, SolvesBandAndSmallPeriodicSystemsExactly) {
       {{-1}, {-4}, {-2}, {14}, true, {-2}},
       {{-1}, {4}, {2}, {14}, true, {3.5}},
   };
-  for (const Case& c : cases)
-    EXPECT_EQ(solve(vec(c.lower), vec(c.diagonal), vec(c.upper), vec(c.d), c.periodic), c.x)
-        << vec(c.diagonal);
+  for (const auto& [lower, diagonal, upper, d, periodic, x] : cases)
+    EXPECT_EQ(solve(vec(lower), vec(diagonal), vec(upper), vec(d), periodic), x) << vec(diagonal);
   // Corners of the other sign: not corrected, the band alone is solved.
   const mlVector lower = vec({-1, 1, 1, 1, 1}), upper = vec({1, 1, 1, 1, -1}),
                  fours = vec({4, 4, 4, 4, 4});
@@ -68,32 +58,30 @@ TEST(Tridiagonal, SolvesRandomPeriodicSystems) {
       a(i, i) = diagonal[i] = sign * random.uniform(2.5, 3.0);
       d[i] = random.uniform(-1.0, 1.0);
     }
-    mlVector residual(mlMatrixProduct, a, vec(solve(lower, diagonal, upper, d, true)));
-    residual -= d;
-    EXPECT_LT(residual.max_absolute_value(), 1e-14) << "n = " << n;
+    EXPECT_LT(residual(a, vec(solve(lower, diagonal, upper, d, true)), d), 1e-14) << "n = " << n;
   }
 }
 
 TEST(Tridiagonal, TestsItsProperties) {
   struct Case {
     mlVector lower, diagonal, upper;
-    int dominant, non_zero, same_sign;
+    std::vector<int> properties;  // dominant, non-zero diagonal, same-sign corners
   };
-  const double nan = std::nan("");
   const Case cases[] = {
-      {vec({9, 1, 1}), vec({2, 2, 2}), vec({1, 1, 9}), 1, 1, 1},     // equality passes; corners
-      {vec({0, 1, 3}), vec({2, 2, 2}), vec({1, 1, 0}), 0, 1, 1},     // row 2: |3| > |2|
-      {vec({0, 2, 1}), vec({2, 2, 2}), vec({1, 1, 0}), 0, 1, 1},     // row 1: 2 + 1 > 2
-      {vec({0, 1, 1}), vec({2, 0, 2}), vec({3, 1, 0}), 0, 0, 1},     // row 0: |3| > |2|
-      {vec({-1, 1, 1}), vec({2, nan, 2}), vec({1, 1, 0}), 1, 1, 0},  // NaN is non-zero
-      {vec({0, 1, 1}), vec({-2, 2, -2}), vec({1, 1, 0}), 1, 1, 1},   // zeros fit either sign
-      {vec({1, 1, 1}), vec({-2, 2, -2}), vec({1, 1, 0}), 1, 1, 0},
+      {vec({9, 1, 1}), vec({2, 2, 2}), vec({1, 1, 9}), {1, 1, 1}},      // equality passes; corners
+      {vec({0, 1, 3}), vec({2, 2, 2}), vec({1, 1, 0}), {0, 1, 1}},      // row 2: |3| > |2|
+      {vec({0, 2, 1}), vec({2, 2, 2}), vec({1, 1, 0}), {0, 1, 1}},      // row 1: 2 + 1 > 2
+      {vec({0, 1, 1}), vec({2, 0, 2}), vec({3, 1, 0}), {0, 0, 1}},      // row 0: |3| > |2|
+      {vec({-1, 1, 1}), vec({2, kNaN, 2}), vec({1, 1, 0}), {1, 1, 0}},  // NaN is non-zero
+      {vec({0, 1, 1}), vec({-2, 2, -2}), vec({1, 1, 0}), {1, 1, 1}},    // zeros fit either sign
+      {vec({1, 1, 1}), vec({-2, 2, -2}), vec({1, 1, 0}), {1, 1, 0}},
   };
   for (const Case& c : cases) {
     const mlTridiagonal t(3, c.lower.slice(), c.diagonal.slice(), c.upper.slice());
-    EXPECT_EQ(t.diagonally_dominant(), c.dominant) << c.lower << c.diagonal << c.upper;
-    EXPECT_EQ(t.non_zero_diagonal(), c.non_zero);
-    EXPECT_EQ(t.same_sign_corners(), c.same_sign);
+    EXPECT_EQ(
+        (std::vector<int>{t.diagonally_dominant(), t.non_zero_diagonal(), t.same_sign_corners()}),
+        c.properties)
+        << c.lower << c.diagonal << c.upper;
   }
   // The empty system has every property, and solving it writes nothing.
   mlVector none = vec({42});

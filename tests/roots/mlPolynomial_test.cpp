@@ -49,9 +49,8 @@ TEST(mlPolynomial, EvaluatesDifferentiatesAndMultipliesInTheStatedOrder) {
 TEST(mlPolynomial, PrintsFromTheHighestPower) {
   const double c[3] = {1, 2, 3};
   std::ostringstream os;
-  mlPolynomial::print(os, 2, c);
-  mlPolynomial::print(os, 1, c);
-  mlPolynomial::print(os, 0, c);
+  for (int degree : {2, 1, 0})
+    mlPolynomial::print(os, degree, c);
   EXPECT_EQ(os.str(), "3t^2 + 2t + 1\n2t + 1\n1\n");
 }
 

@@ -52,6 +52,8 @@ TEST(mlRootSolve, ClosedFormSolversGiveTheRealRootsAscending) {
       {{1, -1, -2, 0}, 3, {-1, 0, 2}, 0},        // x = 0 merged into the quadratic's roots
       {{1, 0, 1, 0}, 1, {0, 0, 0}, 0},
       {{1, -3, 3, -1}, 3, {1, 1, 1}, 1e-12},  // a triple root: the discriminant vanishes
+      {{1, -1.5, -64, -31.5}, 3, {-7, -0.5, 9}, 1e-15},
+      {{1, 3.999, -51.007, 90.03}, 3, {-10, 3, 3.001}, 1e-12},  // two close roots
       {{1, 0, -5, 0, 4}, 4, {-2, -1, 1, 2}, 5e-13},
       {{1, 0, -2, 0, 1}, 2, {-1, 1}, 1e-12},  // (x^2 - 1)^2: each double root once
       {{1, 0, 0, 0, 1}, 0, {}, 0},
@@ -74,21 +76,6 @@ TEST(mlRootSolve, ClosedFormSolversGiveTheRealRootsAscending) {
   const double q = -0.5 * (b + std::sqrt(b * b - 4 * a * c));
   int count = 0;
   EXPECT_EQ(closed_form({3, 7, 1}, count), (std::vector<double>{q / a, c / q}));
-
-  // Random cubics with three real roots: small residuals, ascending roots.
-  mlRandom random(9);
-  for (int k = 0; k < 200; ++k) {
-    double x[3];
-    for (double& v : x)
-      v = random.uniform(-10, 10);
-    const double b3 = -(x[0] + x[1] + x[2]), c3 = x[0] * x[1] + x[0] * x[2] + x[1] * x[2],
-                 d3 = -x[0] * x[1] * x[2];
-    const std::vector<double> r = closed_form({1, b3, c3, d3}, count);
-    ASSERT_GE(count, 1);
-    EXPECT_TRUE(std::is_sorted(r.begin(), r.begin() + count)) << k;
-    for (int i = 0; i < count; ++i)
-      EXPECT_NEAR(((r[i] + b3) * r[i] + c3) * r[i] + d3, 0.0, 1e-8 * (1 + std::fabs(d3))) << k;
-  }
 }
 
 TEST(mlRootSolve, NewtonEvaluatesValueThenSlopeEveryStep) {
@@ -112,8 +99,7 @@ TEST(mlRootSolve, NewtonEvaluatesValueThenSlopeEveryStep) {
                               [](int, double t) { return 2.0 * t; });
   EXPECT_EQ(mlRootSolve::newton_raphson(flat, 0.0, 1e-12, ok, 20), 1.7976931348623157e308);
   EXPECT_EQ(ok, 0);
-  EXPECT_EQ(mlRootSolve::newton_raphson(flat, 0.5, 1e-12, ok, 0), 0.5);
-  EXPECT_EQ(ok, 0);
+  EXPECT_TRUE(mlRootSolve::newton_raphson(flat, 0.5, 1e-12, ok, 0) == 0.5 && ok == 0);
   EXPECT_EQ(flat.calls.size(), 2u);
   mlRootSolve::newton_raphson(flat, 0.5, 1e-12, ok, 3);
   EXPECT_EQ(ok, 0);  // x^2 + 1 has no root: the iteration limit runs out
@@ -127,15 +113,14 @@ TEST(mlRootSolve, NewtonClampsToTheDomain) {
   int ok = 0;
   EXPECT_NEAR(mlRootSolve::newton_raphson(cube, 0.5, 1e-13, ok, 50), 2.0, 1e-14);
   EXPECT_EQ(ok, 1);
-  EXPECT_EQ(cube.calls[2], (Call{0, {}, {10.0}}));
-  EXPECT_EQ(cube.calls[3], (Call{1, {}, {10.0}}));
-  EXPECT_EQ(cube.calls[4], (Call{0, {}, {10.0}}));  // the next iteration starts at the clamp
+  // Evaluated at the clamp, and the next iteration starts there.
+  EXPECT_EQ(std::vector<Call>(cube.calls.begin() + 2, cube.calls.begin() + 5),
+            (std::vector<Call>{{0, {}, {10.0}}, {1, {}, {10.0}}, {0, {}, {10.0}}}));
 
   // A root outside the domain: clamped to the end, where the next step would leave again.
   const CountingFunction line([](double t) { return t - 5.0; }, [](int, double) { return 1.0; },
                               0.0, 3.0);
-  EXPECT_EQ(mlRootSolve::newton_raphson(line, 1.0, 1e-12, ok, 20), 3.0);
-  EXPECT_EQ(ok, 0);
+  EXPECT_TRUE(mlRootSolve::newton_raphson(line, 1.0, 1e-12, ok, 20) == 3.0 && ok == 0);
 }
 
 TEST(mlRootSolve, BracketedNewtonAndRegulaFalsi) {
@@ -160,10 +145,8 @@ TEST(mlRootSolve, BracketedNewtonAndRegulaFalsi) {
 
   // No iterations: regula falsi returns a, successful only for a bracket within tol.
   const CountingFunction cubic([](double t) { return (t * t - 2.0) * t - 5.0; });
-  EXPECT_EQ(mlRootSolve::regula_falsi(cubic, 2.0, 3.0, 1e-12, ok, 0), 2.0);
-  EXPECT_EQ(ok, 0);
-  EXPECT_EQ(mlRootSolve::regula_falsi(cubic, 2.0, 2.0 + 1e-13, 1e-12, ok, 0), 2.0);
-  EXPECT_EQ(ok, 1);
+  EXPECT_TRUE(mlRootSolve::regula_falsi(cubic, 2.0, 3.0, 1e-12, ok, 0) == 2.0 && ok == 0);
+  EXPECT_TRUE(mlRootSolve::regula_falsi(cubic, 2.0, 2.0 + 1e-13, 1e-12, ok, 0) == 2.0 && ok == 1);
   // The Illinois halving keeps false position from stalling at one end.
   EXPECT_NEAR(mlRootSolve::regula_falsi(cubic, 2.0, 3.0, 1e-12, ok, 100), 2.0945514815423265,
               1e-12);

@@ -168,23 +168,19 @@ TEST(mlSparseMatrix, ConcatenationsAndSubMatricesMatchDenseBlocks) {
   const mlSparseMatrix b = random_sparse(random, 9, 4, 3);
   const mlSparseMatrix c = random_sparse(random, 5, 6, 3);
   const mlMatrix da = dense(a), db = dense(b), dc = dense(c);
-  mlSparseMatrix right(utCopy, a), below(utCopy, a), diagonal(utCopy, a);
-  right.concatenate_right(b);
-  below.concatenate_below(c);
-  diagonal.concatenate_diagonal(c);
-  EXPECT_TRUE(same_sparse(right, from_dense(layout(9, 10, {{da, 0, 0}, {db, 0, 6}}))));
-  EXPECT_TRUE(same_sparse(below, from_dense(layout(14, 6, {{da, 0, 0}, {dc, 9, 0}}))));
-  EXPECT_TRUE(same_sparse(diagonal, from_dense(layout(14, 12, {{da, 0, 0}, {dc, 9, 6}}))));
-  // Each with itself.
-  right.become(utCopy, a);
-  below.become(utCopy, a);
-  diagonal.become(utCopy, a);
-  right.concatenate_right(right);
-  below.concatenate_below(below);
-  diagonal.concatenate_diagonal(diagonal);
-  EXPECT_TRUE(same_sparse(right, from_dense(layout(9, 12, {{da, 0, 0}, {da, 0, 6}}))));
-  EXPECT_TRUE(same_sparse(below, from_dense(layout(18, 6, {{da, 0, 0}, {da, 9, 0}}))));
-  EXPECT_TRUE(same_sparse(diagonal, from_dense(layout(18, 12, {{da, 0, 0}, {da, 9, 6}}))));
+  // Right, below and diagonal: with another matrix, then each with itself.
+  const mlMatrix expected[] = {
+      layout(9, 10, {{da, 0, 0}, {db, 0, 6}}),  layout(14, 6, {{da, 0, 0}, {dc, 9, 0}}),
+      layout(14, 12, {{da, 0, 0}, {dc, 9, 6}}), layout(9, 12, {{da, 0, 0}, {da, 0, 6}}),
+      layout(18, 6, {{da, 0, 0}, {da, 9, 0}}),  layout(18, 12, {{da, 0, 0}, {da, 9, 6}})};
+  for (int k = 0; k < 6; ++k) {
+    mlSparseMatrix s(utCopy, a);
+    const mlSparseMatrix& other = k >= 3 ? s : k == 0 ? b : c;
+    k % 3 == 0   ? s.concatenate_right(other)
+    : k % 3 == 1 ? s.concatenate_below(other)
+                 : s.concatenate_diagonal(other);
+    EXPECT_TRUE(same_sparse(s, from_dense(expected[k]))) << k;
+  }
   // Without rows only the column count changes.
   mlSparseMatrix empty;
   empty.concatenate_right(b);

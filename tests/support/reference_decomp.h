@@ -2,13 +2,21 @@
 #define PASKOSDA_TESTS_SUPPORT_REFERENCE_DECOMP_H
 
 // The LU and Cholesky computations written as the plain loops that define their results,
-// step by step. The library's kernels must reproduce these bits exactly.
+// step by step (the library's kernels must reproduce these bits exactly), and the residual of
+// a solution.
 
+#include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <limits>
+#include <utility>
 #include <vector>
 
+#include "linalg/mlMatrix.h"
+
 namespace paskosda_test {
+
+constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 
 // Gaussian elimination with partial pivoting of the r x c row-major matrix a (c >= r >= 1).
 inline int literal_lu_eliminate(double* a, int r, int c, int* permutation, int* swaps,
@@ -20,18 +28,11 @@ inline int literal_lu_eliminate(double* a, int r, int c, int* permutation, int* 
     permutation[i] = i;
   for (int k = 0; k < r; ++k) {
     int p = k;
-    for (int i = k + 1; i < r; ++i) {
+    for (int i = k + 1; i < r; ++i)
       if (std::fabs(at(i, k)) > std::fabs(at(p, k))) p = i;
-    }
     if (p != k) {
-      const int t = permutation[k];
-      permutation[k] = permutation[p];
-      permutation[p] = t;
-      for (int j = 0; j < c; ++j) {
-        const double x = at(k, j);
-        at(k, j) = at(p, j);
-        at(p, j) = x;
-      }
+      std::swap(permutation[k], permutation[p]);
+      std::swap_ranges(&at(k, 0), &at(k, 0) + c, &at(p, 0));
       ++*swaps;
     }
     if (tolerance > std::fabs(at(k, k))) return 0;
@@ -42,15 +43,14 @@ inline int literal_lu_eliminate(double* a, int r, int c, int* permutation, int* 
     }
   }
   if (tolerance > std::fabs(at(r - 1, r - 1))) return 0;
-  for (int j = r; j < c; ++j) {
-    at(r - 1, j) = at(r - 1, j) / at(r - 1, r - 1);
-    for (int i = r - 2; i >= 0; --i) {
+  // Row r - 1 of an extra column is a(r - 1, j) / a(r - 1, r - 1): the sum below is empty.
+  for (int j = r; j < c; ++j)
+    for (int i = r - 1; i >= 0; --i) {
       double s = at(i, j);
       for (int m = i + 1; m < r; ++m)
         s = s - at(i, m) * at(m, j);
       at(i, j) = s / at(i, i);
     }
-  }
   return 1;
 }
 
@@ -60,50 +60,43 @@ inline int literal_lu_eliminate(double* a, int r, int c, int* permutation, int* 
 inline std::vector<double> literal_lu_solve_matrix(const double* lu, const int* permutation, int n,
                                                    const double* b, int k,
                                                    bool by_reciprocal = true) {
-  const std::ptrdiff_t ld = n;
-  const std::ptrdiff_t ldx = k;
-  std::vector<double> x(b, b + n * ldx);
-  for (int i = 0; i < n; ++i) {
-    if (permutation[i] == i) continue;
-    for (int col = 0; col < k; ++col)
-      x[i * ldx + col] = b[permutation[i] * ldx + col];
-  }
-  for (int j = 0; j < n; ++j) {
-    for (int i = j + 1; i < n; ++i) {
+  const std::ptrdiff_t ld = n, ldx = k;
+  std::vector<double> x(n * ldx);
+  for (int i = 0; i < n; ++i)
+    std::copy_n(b + permutation[i] * ldx, k, x.begin() + i * ldx);
+  for (int j = 0; j < n; ++j)
+    for (int i = j + 1; i < n; ++i)
       for (int col = 0; col < k; ++col)
         x[i * ldx + col] = x[i * ldx + col] - x[j * ldx + col] * lu[i * ld + j];
-    }
-  }
-  const double u = lu[(n - 1) * ld + (n - 1)], q = 1.0 / u;
-  for (int col = 0; col < k; ++col) {
-    double& last = x[(n - 1) * ldx + col];
-    last = by_reciprocal ? last * q : last / u;
-    for (int i = n - 2; i >= 0; --i) {
+  for (int col = 0; col < k; ++col)
+    for (int i = n - 1; i >= 0; --i) {
       double s = x[i * ldx + col];
       for (int m = i + 1; m < n; ++m)
         s = s - x[m * ldx + col] * lu[i * ld + m];
-      x[i * ldx + col] = s / lu[i * ld + i];
+      const double u = lu[i * ld + i];
+      x[i * ldx + col] = i == n - 1 && by_reciprocal ? s * (1.0 / u) : s / u;
     }
-  }
   return x;
+}
+
+// max |A x - b|: the residual of a solution.
+inline double residual(const mlMatrix& a, const mlVector& x, const mlVector& b) {
+  mlVector r(mlMatrixProduct, a, x);
+  return (r -= b).max_absolute_value();
 }
 
 // The Cholesky factorisation of the n x n matrix a, row by row, descending inner order.
 inline int literal_cholesky_factor(double* a, int n, double* diagonal) {
   const std::ptrdiff_t ld = n;
-  for (int i = 0; i < n; ++i) {
+  for (int i = 0; i < n; ++i)
     for (int j = i; j < n; ++j) {
       double s = a[i * ld + j];
       for (int k = i - 1; k >= 0; --k)
         s = s - a[i * ld + k] * a[j * ld + k];
-      if (j == i) {
-        if (0.0 >= s) return 0;
-        diagonal[i] = std::sqrt(s);
-      } else {
-        a[j * ld + i] = s / diagonal[i];
-      }
+      if (j == i && 0.0 >= s) return 0;
+      if (j == i) diagonal[i] = std::sqrt(s);
+      if (j > i) a[j * ld + i] = s / diagonal[i];
     }
-  }
   return 1;
 }
 

@@ -5,7 +5,6 @@
 // three whole dense products R^T, (R^T A), (R^T A) R and V R, computed by the plain product
 // loops. The solver's row-and-column update must reproduce these bits exactly.
 
-#include <algorithm>
 #include <cfloat>
 #include <cmath>
 #include <vector>
@@ -19,10 +18,10 @@
 namespace paskosda_test {
 
 struct LiteralJacobiResult {
-  int converged = 0;            // 0 when the rotation limit was reached
-  long rotations = 0;           // rotations done
-  std::vector<double> values;   // by decreasing square
-  std::vector<double> vectors;  // n by n, row-major, column k for values[k]
+  long rotations = 0;  // rotations done
+  // Empty when the rotation limit was reached; else the values by decreasing square, and the
+  // vectors n by n, row-major, column k for values[k].
+  std::vector<double> values, vectors;
 };
 
 // The classical Jacobi method on the square matrix m with the given tolerance, giving up
@@ -34,11 +33,9 @@ inline LiteralJacobiResult literal_jacobi(const mlMatrix& m, double tolerance, l
   for (;;) {
     double largest = -DBL_MAX;
     int p = -1, q = -1;
-    for (int i = 0; i < n; ++i) {
-      for (int j = i + 1; j < n; ++j) {
+    for (int i = 0; i < n; ++i)
+      for (int j = i + 1; j < n; ++j)
         if (std::fabs(a(i, j)) > largest) largest = std::fabs(a(i, j)), p = i, q = j;
-      }
-    }
     if (std::fabs(tolerance) * 0.01 > largest || p < 0) break;
 
     // The 2 by 2 block in closed form: the longer row of S - l1 I (row 0 on a tie) is
@@ -67,11 +64,8 @@ inline LiteralJacobiResult literal_jacobi(const mlMatrix& m, double tolerance, l
   const doublecoQuickSortIndex ascending(keys, index);
   for (int k = 0; k < n; ++k)
     result.values.push_back(a(index[n - 1 - k], index[n - 1 - k]));
-  for (int i = 0; i < n; ++i) {
-    for (int k = 0; k < n; ++k)
-      result.vectors.push_back(v(i, index[n - 1 - k]));
-  }
-  result.converged = 1;
+  for (int i = 0; i < n * n; ++i)
+    result.vectors.push_back(v(i / n, index[n - 1 - i % n]));
   return result;
 }
 
@@ -80,16 +74,10 @@ inline std::vector<double> stored_values(const mlEigenVecs& e) {
   return std::vector<double>(e.eigen_values().begin(), e.eigen_values().end());
 }
 
-// max |(A v)_i - lambda v_i| over the rows, v column k of e's vectors and lambda its value.
+// max |(A v)_i - lambda v_i|, v column k of e's vectors and lambda its value.
 inline double eigen_residual(const mlMatrix& a, const mlEigenVecs& e, int k) {
-  double worst = 0.0;
-  for (int i = 0; i < a.rows(); ++i) {
-    double av = 0.0;
-    for (int j = 0; j < a.cols(); ++j)
-      av += a(i, j) * e.eigen_vectors()(j, k);
-    worst = std::max(worst, std::fabs(av - e.eigen_value(k) * e.eigen_vectors()(i, k)));
-  }
-  return worst;
+  mlVector v(utCopy, e.eigen_vector(k)), residual(mlMatrixProduct, a, v);
+  return (residual -= v *= e.eigen_value(k)).max_absolute_value();
 }
 
 }  // namespace paskosda_test

@@ -16,26 +16,20 @@
 
 namespace paskosda_test {
 
-// Distinct random columns in [lo, hi), about `mean` of them (0 to 2 * mean), ascending.
-inline std::vector<int> random_columns(mlRandom& random, int lo, int hi, int mean) {
-  std::vector<int> columns;
-  if (hi <= lo) return columns;
-  const int count = random.integer(2 * mean + 1);
-  for (int k = 0; k < count; ++k)
-    columns.push_back(lo + random.integer(hi - lo));
-  std::sort(columns.begin(), columns.end());
-  columns.erase(std::unique(columns.begin(), columns.end()), columns.end());
-  return columns;
-}
-
-/// An r by c sparse matrix with about `per_row` entries per row (some rows empty). The values
-/// are uniform in [-1, 1) and never exactly 0.0, or, with a palette, drawn from the palette
-/// (which may hold signed zeros, to reach exact cancellations).
+/// An r by c sparse matrix with about `per_row` entries per row (0 to 2 * per_row distinct
+/// random columns, so some rows are empty). The values are uniform in [-1, 1) and never
+/// exactly 0.0, or, with a palette, drawn from the palette (which may hold signed zeros, to
+/// reach exact cancellations).
 inline mlSparseMatrix random_sparse(mlRandom& random, int r, int c, int per_row,
                                     const std::vector<double>& palette = {}) {
   mlSparseMatrix a(mlMatrixZero, r, c);
   for (int i = 0; i < r; ++i) {
-    for (int j : random_columns(random, 0, c, per_row)) {
+    std::vector<int> columns(c > 0 ? random.integer(2 * per_row + 1) : 0);
+    for (int& j : columns)
+      j = random.integer(c);
+    std::sort(columns.begin(), columns.end());
+    columns.erase(std::unique(columns.begin(), columns.end()), columns.end());
+    for (int j : columns) {
       const double v = palette.empty() ? random.uniform(-1.0, 1.0)
                                        : palette[random.integer(static_cast<int>(palette.size()))];
       a.set(i, j, v == 0.0 && palette.empty() ? 0.5 : v);
@@ -56,12 +50,10 @@ inline std::vector<std::pair<int, double>> entries(const mlSparseMatrixBase& m, 
 inline bool same_sparse(const mlSparseMatrixBase& x, const mlSparseMatrixBase& y) {
   if (x.rows() != y.rows() || x.cols() != y.cols()) return false;
   for (int i = 0; i < x.rows(); ++i) {
-    const mlSparseRow& a = x.row(x, i);
-    const mlSparseRow& b = y.row(y, i);
+    const auto a = entries(x, i), b = entries(y, i);
     if (a.size() != b.size()) return false;
-    for (int k = 0; k < a.size(); ++k) {
-      const double va = a[k].value(), vb = b[k].value();
-      if (a[k].column() != b[k].column() || std::memcmp(&va, &vb, sizeof(double)) != 0)
+    for (std::size_t k = 0; k < a.size(); ++k) {
+      if (a[k].first != b[k].first || std::memcmp(&a[k].second, &b[k].second, sizeof(double)) != 0)
         return false;
     }
   }
