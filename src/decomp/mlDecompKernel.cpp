@@ -58,6 +58,19 @@ class Buffer {
 // ---- The plain loops ------------------------------------------------------------------------
 // For small sizes, when no work memory is to be had, and where no vector path is compiled in.
 
+// Elimination step k of the plain loops over columns k + 1 .. j_end - 1: each row below the
+// pivot gets its multiplier a(i, k) / a(k, k), then a(i, j) - l * a(k, j) per element.
+void eliminate_below_pivot(double* a, Index ld, int r, int k, int j_end) noexcept {
+  const double* ak = a + k * ld;
+  for (int i = k + 1; i < r; ++i) {
+    double* ai = a + i * ld;
+    ai[k] = ai[k] / ak[k];
+    const double l = ai[k];
+    for (int j = k + 1; j < j_end; ++j)
+      ai[j] = ai[j] - l * ak[j];
+  }
+}
+
 int lu_eliminate_plain(double* a, int r, int c, int* permutation, int* swaps,
                        double tolerance) noexcept {
   const Index ld = c;
@@ -72,14 +85,7 @@ int lu_eliminate_plain(double* a, int r, int c, int* permutation, int* swaps,
       ++*swaps;
     }
     if (tolerance > std::fabs(a[k * ld + k])) return 0;
-    const double* ak = a + k * ld;
-    for (int i = k + 1; i < r; ++i) {
-      double* ai = a + i * ld;
-      ai[k] = ai[k] / ak[k];
-      const double l = ai[k];
-      for (int j = k + 1; j < c; ++j)
-        ai[j] = ai[j] - l * ak[j];
-    }
+    eliminate_below_pivot(a, ld, r, k, c);
   }
   return 1;
 }
@@ -501,14 +507,7 @@ __attribute__((always_inline)) inline int lu_eliminate_blocked(double* a, int r,
         update_trailing<T>(a, r, c, k0, j_end, k - k0, k - k0 + 1, pivots, pack);
         return 0;
       }
-      const double* ak = a + k * ld;
-      for (int i = k + 1; i < r; ++i) {
-        double* ai = a + i * ld;
-        ai[k] = ai[k] / ak[k];
-        const double l = ai[k];
-        for (int j = k + 1; j < j_end; ++j)
-          ai[j] = ai[j] - l * ak[j];
-      }
+      eliminate_below_pivot(a, ld, r, k, j_end);
     }
     update_trailing<T>(a, r, c, k0, j_end, j_end - k0, j_end - k0, pivots, pack);
   }
