@@ -243,9 +243,15 @@ int dsvdc(mlFortranMatrix& x, int n, int p, mlFortranVector& s, mlFortranVector&
   // Implicitly shifted QR sweeps on the bidiagonal matrix.
   const int mm = m;
   int iter = 0;
+  // Passes that deflated or split without a QR step or a convergence in between. Each such
+  // pass leaves an exact zero that the next scan stops at, so with numbers (finite or infinite)
+  // there are fewer than mm in a row. A NaN defeats the scan's exact test, and the same
+  // rotation would then repeat for ever without advancing iter: that is reported as
+  // non-convergence instead.
+  int splits = 0;
   int info = 0;
   while (m > 0) {
-    if (iter >= kMaxIterations) {
+    if (iter >= kMaxIterations || splits > mm) {
       info = m;
       break;
     }
@@ -302,6 +308,7 @@ int dsvdc(mlFortranMatrix& x, int n, int p, mlFortranVector& s, mlFortranVector&
           }
           if (wantv) drot(p, &v(1, k), &v(1, m), cs, sn);
         }
+        splits = splits + 1;
         break;
       }
       case 2: {  // split at a negligible s(l)
@@ -317,6 +324,7 @@ int dsvdc(mlFortranMatrix& x, int n, int p, mlFortranVector& s, mlFortranVector&
           // value is otherwise deflated first); there is no such column to rotate.
           if (wantu && k <= n) drot(n, &u(1, k), &u(1, l - 1), cs, sn);
         }
+        splits = splits + 1;
         break;
       }
       case 3: {  // one QR step
@@ -359,6 +367,7 @@ int dsvdc(mlFortranMatrix& x, int n, int p, mlFortranVector& s, mlFortranVector&
         }
         e(m - 1) = f;
         iter = iter + 1;
+        splits = 0;
         break;
       }
       default: {  // convergence
@@ -376,6 +385,7 @@ int dsvdc(mlFortranMatrix& x, int n, int p, mlFortranVector& s, mlFortranVector&
           l = l + 1;
         }
         iter = 0;
+        splits = 0;
         m = m - 1;
         break;
       }

@@ -174,6 +174,23 @@ TEST(mlSingularValueDecomposition, HandlesEmptyAndNonFiniteMatrices) {
   }
   const SVD svd(mat(3, 3, {1, 2, 3, 4, std::numeric_limits<double>::quiet_NaN(), 6, 7, 8, 9}));
   EXPECT_TRUE(svd.invalid() == 1 && svd.diagonal().dimension() == 3);
+  // A NaN on the bidiagonal defeats the exact negligibility tests, so the same split would
+  // repeat for ever; these end as non-converged, whatever the job. Two of them are finite
+  // and overflow on the way.
+  const double nan = std::numeric_limits<double>::quiet_NaN(), inf = HUGE_VAL, big = DBL_MAX;
+  const mlMatrix stuck[] = {mat(2, 1, {nan, 0}),
+                            mat(2, 1, {0, inf}),
+                            mat(2, 1, {big, big}),
+                            mat(2, 2, {1, 1, 1, big}),
+                            mat(2, 2, {1, 1, 1, inf}),
+                            mat(2, 2, {0, 0, 0, nan}),
+                            mat(3, 2, {0, 0, 0, nan, 1, 1})};
+  for (const mlMatrix& a : stuck) {
+    for (auto job_v : {SVD::mlJOB_V_NONE, SVD::mlJOB_V_FULL, SVD::mlJOB_V_REDUCED}) {
+      const SVD broken(a, SVD::mlJOB_U_FULL, job_v);
+      EXPECT_EQ(broken.invalid(), 1) << a;
+    }
+  }
 }
 
 // ---- ml_svd ----------------------------------------------------------------------------------
