@@ -2,6 +2,7 @@
 
 #include <cfloat>
 #include <cmath>
+#include <cstring>
 
 #include "containers/coPageArr.h"
 #include "containers/coQuickSort.h"
@@ -11,6 +12,10 @@ namespace {
 
 // The safeguard on the number of rotations.
 constexpr long kMaxRotations = 10000000;
+
+// The rotation count from which `calculate` looks for a repeated state (about twenty sweeps
+// beyond what converging matrices need, so they never pay for it).
+long watch_from(int n) noexcept { return 1024 + 64L * n * n; }
 
 bool all_finite(const double* x, int n) noexcept {
   for (int i = 0; i < n; ++i) {
@@ -166,6 +171,16 @@ void mlSymEigenVecs::calculate() noexcept {
   bool finite = all_finite(a.data(), n * n);  // V starts as the identity
   bool first = true;
   long count = 0;
+  // Each pass depends on A alone (the scan, the 2 by 2 problem and so the rotation), so once
+  // A repeats a state it cycles for ever and the cap is certain to be reached with nothing
+  // stored. Rounding brings that about with large entries (2 by 2 near 1e9 under the default
+  // tolerance) and a tolerance of 0 nearly always does (no element passes it, not even an
+  // exact zero). Brent's cycle finding, on A's bits, ends such a run at once with the result
+  // the cap gives.
+  mlMatrix seen;
+  long power = 1;
+  long length = 0;
+  const std::size_t bytes = sizeof(double) * static_cast<std::size_t>(n) * n;
   for (;;) {
     int p = -1;
     int q = -1;
@@ -190,9 +205,18 @@ void mlSymEigenVecs::calculate() noexcept {
     first = false;
 
     count = count + 1;
-    if (count >= kMaxRotations) {
+    const bool cycling = count > watch_from(n) && std::memcmp(seen.data(), a.data(), bytes) == 0;
+    if (cycling || count >= kMaxRotations) {
       status_ = mlEigenVecsFailed;
       return;
+    }
+    if (count >= watch_from(n)) {
+      if (length == power || count == watch_from(n)) {
+        seen.become(utCopy, a);
+        power = 2 * power;
+        length = 0;
+      }
+      length = length + 1;
     }
   }
   sort(a.diagonal(), v);

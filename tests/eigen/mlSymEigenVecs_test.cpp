@@ -5,6 +5,8 @@
 #include <limits>
 #include <string>
 #include <type_traits>
+#include <utility>
+#include <vector>
 
 #include "support/reference_eigen.h"
 #include "support/test_support.h"
@@ -101,11 +103,24 @@ TEST(SymEigenVecs, StopsBelowOnePercentOfTheToleranceOrAfterTenMillionRotations)
     EXPECT_EQ(e.eigen_value(0) == 4.0, tolerance != 5.0) << tolerance;
   }
   // The threshold of a zero tolerance is above no magnitude: the solver gives up, storing
-  // nothing. The rotations of a 2 by 2 matrix are the cheapest there are.
-  mlSymEigenVecs e(b);
-  calculate(e, 0.0);
-  EXPECT_EQ(e.status(), mlEigenVecsFailed);
-  EXPECT_TRUE(e.num_real_eigen_values() == 0 && e.eigen_vectors().rows() == 0);
+  // nothing. So does rounding at large magnitudes, where the last rotation leaves 2^-24
+  // behind. These runs repeat a state of A, which ends them long before the cap; the literal
+  // method's first 20,000 rotations show that they indeed never converge.
+  mlRandom random(5);
+  std::vector<std::pair<mlMatrix, double>> stuck;
+  stuck.emplace_back(
+      mat(2, 2, {800000133.12315035, 942.00550717359238, 942.00550717359238, 800000491.56351447}),
+      1e-6);
+  stuck.emplace_back(mlMatrix(utCopy, b), 0.0);
+  for (int n = 3; n <= 6; ++n)
+    stuck.emplace_back(random_symmetric(random, n, 1.0, n % 3), 0.0);
+  for (const auto& [m, tolerance] : stuck) {
+    EXPECT_TRUE(literal_jacobi(m, tolerance, 20000).values.empty()) << m;
+    mlSymEigenVecs e(m);
+    calculate(e, tolerance);
+    EXPECT_EQ(e.status(), mlEigenVecsFailed) << m;
+    EXPECT_TRUE(e.num_real_eigen_values() == 0 && e.eigen_vectors().rows() == 0);
+  }
 }
 
 TEST(SymEigenVecs, AppendsValuesWhenCalculatedAgainUntilBecome) {
