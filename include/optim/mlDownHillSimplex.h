@@ -29,15 +29,17 @@ enum mlDownHillSimplexSpeed : int {
 /// is below the speed's tolerance, when the call budget `m_max` is reached (tested before each
 /// pass, so the count may exceed it by one pass's calls), or when the simplex has degenerated
 /// (|f_hi| < 1e-20, or its best and worst vertices within 1e-20 in every coordinate); all
-/// three end like success. The budget is one value shared by every instance and rewritten by
-/// every `solve`: searches on different instances must not run at the same time.
+/// three end like success. The budget is one value shared by every instance on a thread and
+/// rewritten by every `solve` on that thread. Each thread has its own, so searches on distinct
+/// instances may run on distinct threads at the same time; on one thread the budget behaves
+/// as the single shared value it always was.
 class PASKOSDA_EXPORT mlDownHillSimplex {
  public:
   /// Guard in the relative spread and threshold of the degeneracy tests.
   static constexpr double m_tiny = 1e-20;
-  /// The call budget of the running search, shared by all instances: 2000 at load, set by
-  /// each `solve` from its speed (100, 600, 2000 or 20000).
-  static int m_max;
+  /// The call budget of the running search, shared by all instances on this thread: 2000 at
+  /// the thread's start, set by each `solve` from its speed (100, 600, 2000 or 20000).
+  static thread_local int m_max;
 
   /// A simplex for functions of `dimension` variables (initial step 0.1 along each axis).
   explicit mlDownHillSimplex(int dimension) noexcept;

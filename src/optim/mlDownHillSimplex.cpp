@@ -4,7 +4,7 @@
 
 #include "linalg/mlSlice.h"
 
-int mlDownHillSimplex::m_max = 2000;
+thread_local int mlDownHillSimplex::m_max = 2000;
 
 namespace {
 
