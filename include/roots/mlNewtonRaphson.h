@@ -20,7 +20,8 @@ enum mlNRDim { mlNRDimension };
 
 /// Newton's method for a square system f(x) = 0 of an `mlFunctionN` (n variables, n
 /// components): each step solves J step = f by LU and subtracts it. Progress is measured by
-/// the largest absolute component of f; the best point so far is kept and returned.
+/// the largest absolute component of f (+infinity when a component is NaN); the best point so
+/// far is kept and returned.
 class PASKOSDA_EXPORT mlNewtonRaphson {
  public:
   /// A solver for systems of n equations in n unknowns, at most 20 iterations per solve.

@@ -1,6 +1,22 @@
 #include "roots/mlNewtonRaphson.h"
 
+#include <cmath>
+
 #include "decomp/mlLUDecomposition.h"
+
+namespace {
+
+// The residual: the largest absolute component, where a NaN component counts as +infinity.
+// The vector's own maximum passes a NaN over, which would let a point where f is NaN pass as
+// converged, or a step into NaN as progress.
+double residual(const mlVector& values) noexcept {
+  for (int i = 0; i < values.dimension(); ++i) {
+    if (std::isnan(values[i])) return HUGE_VAL;
+  }
+  return values.max_absolute_value();
+}
+
+}  // namespace
 
 mlNewtonRaphson::mlNewtonRaphson(mlNRDim, int n) noexcept { become(mlNRDimension, n); }
 
@@ -24,7 +40,7 @@ void mlNewtonRaphson::solve(const mlFunctionN& f, mlVector& x, double tol, int& 
   f.function(x_.slice(), values_);
   iteration_ = 0;
   status_ = mlNRConverged;
-  double best = values_.max_absolute_value();
+  double best = residual(values_);
   if (tol < 1e-14) tol = 1e-14;
   if (best <= tol) {
     ok = 1;
@@ -41,7 +57,7 @@ void mlNewtonRaphson::solve(const mlFunctionN& f, mlVector& x, double tol, int& 
     lu.solve(values_, step_);
     x_ -= step_;
     f.function(x_.slice(), values_);
-    const double current = values_.max_absolute_value();
+    const double current = residual(values_);
     if (current == best && (x_ == x) != 0) {
       status_ = mlNRCycled;
       break;
