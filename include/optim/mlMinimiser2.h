@@ -88,10 +88,11 @@ class PASKOSDA_EXPORT mlBaseMinimiser2 {
   /// The iteration budget of `minimise` (100 by default; 0 or less evaluates the start only).
   void set_max_iterations(int n) noexcept { max_iterations_ = n; }
 
-  /// Minimises from (u, v), first clamped (wrapped, for a periodic parameter) into the patch,
-  /// and writes the point found back to u and v; it always lies inside the patch. Returns how
-  /// the search ended; on `mlMinimiser2MaxIterations` and `mlMinimiser2NoProgress` the point
-  /// is the best one found.
+  /// Minimises from (u, v), first clamped (wrapped, for a periodic parameter) into the patch
+  /// (a NaN start becomes the patch's point nearest 0, an infinite periodic one the period's
+  /// start), and writes the point found back to u and v; it always lies inside the patch. Returns
+  /// how the search ended; on `mlMinimiser2MaxIterations` and `mlMinimiser2NoProgress` the point is
+  /// the best one found.
   mlMinimiser2State minimise(double& u, double& v);
 
   /// The function's value at the point of the last `minimise` (-DBL_MAX before the first).

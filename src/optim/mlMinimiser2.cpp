@@ -127,6 +127,9 @@ bool mlBaseMinimiser2::is_periodic(int axis) const noexcept {
 
 double mlBaseMinimiser2::wrap(int axis, double x) const noexcept {
   if (!is_periodic(axis)) return x;
+  // An infinite or NaN parameter has no place in the period (fmod would give NaN): the
+  // period's start stands for it, so that every point handed on lies in the patch.
+  if (!std::isfinite(x)) return lo_[axis];
   const double w = width(axis);
   double r = std::fmod(x - lo_[axis], w);
   if (r < 0.0) r += w;
@@ -136,7 +139,9 @@ double mlBaseMinimiser2::wrap(int axis, double x) const noexcept {
 }
 
 double mlBaseMinimiser2::into_patch(int axis, double x) const noexcept {
-  return is_periodic(axis) ? wrap(axis, x) : mlMath::clip_to_range(x, lo_[axis], hi_[axis]);
+  if (is_periodic(axis)) return wrap(axis, x);
+  // A NaN passes every comparison of the clip: the point of the range nearest 0 replaces it.
+  return mlMath::clip_to_range(std::isnan(x) ? 0.0 : x, lo_[axis], hi_[axis]);
 }
 
 double mlBaseMinimiser2::difference_scale(int axis) const noexcept {
