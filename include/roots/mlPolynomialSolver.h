@@ -42,7 +42,8 @@ class PASKOSDA_EXPORT mlPolynomialSolver {
   static int solve_polynomial(int degree, const double* c, double lower, double upper,
                               double* roots) noexcept;
   /// The distinct real roots on the whole real line, ascending (room for `degree` values);
-  /// returns their number, -1 for the zero polynomial, 0 for a non-finite coefficient.
+  /// returns their number, -1 for the zero polynomial, 0 for a non-finite coefficient. Roots
+  /// too large for a double are not reported.
   static int solve_polynomial_allroots(int degree, const double* c, double* roots) noexcept;
   /// The local extrema strictly inside (lower, upper): the parameters where the derivative
   /// has a root of odd multiplicity (a trusted sign change), ascending, with kind[i] = +1 for a

@@ -1000,16 +1000,22 @@ int real_roots(int degree, const double* c, double lower, double upper, Workspac
     }
   }
   // Back to the caller's variable; p = t^zeros·q changes sign at negative t when zeros is odd.
+  // A root beyond the range of doubles overflows on the way back: it is no real number and is
+  // left out (else two such roots would come back as the same infinity).
+  int kept = 0;
   for (int i = 0; i < n; ++i) {
-    Root& r = roots[i];
+    Root r = roots[i];
     r.t = mlMath::clip_to_range(scaled_by_power_of_two(r.t, shift), lower, upper);
+    if (!std::isfinite(r.t)) continue;
     r.left.x = scaled_by_power_of_two(r.left.x, shift);
     r.right.x = scaled_by_power_of_two(r.right.x, shift);
     if (zeros % 2 == 1) {
       if (r.left.x < 0.0) r.left.sign = -r.left.sign;
       if (r.right.x < 0.0) r.right.sign = -r.right.sign;
     }
+    roots[kept++] = r;
   }
+  n = kept;
   if (zeros > 0 && lower <= 0.0 && 0.0 <= upper) {
     // The exact root 0, which absorbs the roots of q closer to it than the merge tolerance.
     const int s = sign_of(q[0]);

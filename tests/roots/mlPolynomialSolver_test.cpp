@@ -171,6 +171,13 @@ TEST(mlPolynomialSolver, HandlesWidelyScaledAndIllConditionedRoots) {
        {"1e-30 t^3 + t - 1", {-1, 1, 0, 1e-30}, {1}, 1e-12},
        {"Wilkinson", from_roots(integers), integers, 2.5e-3}},
       true);
+  // 1.26e-321 t^2 + t + DBL_MAX: both roots lie at or beyond the end of the doubles and
+  // overflow on the way back from the balanced variable; no infinity is reported as a root.
+  const double beyond[] = {DBL_MAX, 1.0, 1.2598673968951787e-321};
+  double roots[2];
+  const int n = mlPolynomialSolver::solve_polynomial_allroots(2, beyond, roots);
+  for (int i = 0; i < n; ++i)
+    EXPECT_TRUE(std::isfinite(roots[i]) && (i == 0 || roots[i - 1] < roots[i])) << roots[i];
 }
 
 TEST(mlPolynomialSolver, ReportsTheRootsWithinTheLimits) {
