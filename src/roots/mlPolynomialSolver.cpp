@@ -659,7 +659,14 @@ class RealRootFinder {
       }
       if (!close(r1, r2) && trusted_sign(value(vertex)) != 0) {
         const int n = place(r1, s, -s, roots);
-        return n + place(r2, -s, s, roots + n);
+        const int both = n + place(r2, -s, s, roots + n);
+        // A root beyond a range end that is moved onto it meets the other root when that one
+        // lies on the same end (or was moved there too): one root, the one in the range.
+        if (both == 2 && roots[0].t == roots[1].t) {
+          if (r1 != roots[0].t) roots[0] = roots[1];
+          return 1;
+        }
+        return both;
       }
     }
     if (!flat(value(vertex), vertex)) return 0;

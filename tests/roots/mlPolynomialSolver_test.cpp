@@ -206,6 +206,17 @@ TEST(mlPolynomialSolver, ReportsTheRootsWithinTheLimits) {
       }
     }
   }
+  // A quadratic's root on a limit and its other root beyond that limit, moved onto it as
+  // within rounding, are one root.
+  const std::tuple<Coefficients, double, double, double> ends[] = {
+      {{-1, 0, 1}, -2, -1, -1},
+      {{-1, 0, 1}, 1, 2, 1},
+      {{-2, 0, 2}, -2, -1, -1},
+      {{0, 0, -1, 0, 1}, -DBL_MAX, -1, -1}};
+  for (const auto& [c, lower, upper, root] : ends) {
+    const Solved s = solve(c, lower, upper);
+    EXPECT_EQ(s.roots, std::vector<double>{root}) << lower << " " << upper;
+  }
 }
 
 TEST(mlPolynomialSolver, GivesNoRootsForBadLimitsOrNonFiniteCoefficients) {
