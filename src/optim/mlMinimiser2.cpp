@@ -131,7 +131,10 @@ double mlBaseMinimiser2::wrap(int axis, double x) const noexcept {
   // period's start stands for it, so that every point handed on lies in the patch.
   if (!std::isfinite(x)) return lo_[axis];
   const double w = width(axis);
-  double r = std::fmod(x - lo_[axis], w);
+  // Far from the patch, x - lo can overflow: the two are then reduced one at a time.
+  const double offset = x - lo_[axis];
+  double r = std::isfinite(offset) ? std::fmod(offset, w)
+                                   : std::fmod(std::fmod(x, w) - std::fmod(lo_[axis], w), w);
   if (r < 0.0) r += w;
   const double y = lo_[axis] + r;
   // lo + r can round up to the upper end, which belongs to the next period.
@@ -185,6 +188,12 @@ void mlBaseMinimiser2::snap_to_patch(double& du, double& dv, double& u, double& 
     } else {
       y[a] = mlMath::clip_to_range(y[a], lo_[a], hi_[a]);
     }
+    // A NaN step (from infinite values or derivatives), or an infinite one from an infinite
+    // coordinate, would leave the patch: the coordinate stays where it is.
+    if (std::isnan(y[a])) {
+      y[a] = x[a];
+      d[a] = 0.0;
+    }
   }
   du = d[0];
   dv = d[1];
@@ -199,6 +208,9 @@ double mlBaseMinimiser2::evaluate(double u, double v) const {
 }
 
 void mlBaseMinimiser2::move_to(double u, double v, double f) noexcept {
+  // Every point reached lies in the patch; a NaN coordinate (reached only through infinite
+  // bounds or values) is no point of it, and the iteration stays where it is.
+  if (std::isnan(u) || std::isnan(v)) return;
   u_ = u;
   v_ = v;
   f_ = f;
