@@ -1,0 +1,136 @@
+// Fuzzes the one-variable minimisers (bracketing, Brent's search, mlMinimiser with a change
+// of range) and root finders (Newton's method, bracketed Newton, regula falsi) on a function
+// from the input: a polynomial of degree up to 6 with analytic derivatives, replaced outside
+// a window by a constant that may be NaN or an infinity, with a declared domain and derivative
+// order. Input: the function (degree, coefficients, window, outside value, max_deriv, domain),
+// then the arguments of each routine in the order they run.
+
+#include <cmath>
+#include <cstddef>
+#include <cstdint>
+#include <limits>
+
+#include "functions/mlFunction.h"
+#include "fuzz_input.h"
+#include "optim/mlMinimiser.h"
+#include "roots/mlRootSolve.h"
+
+namespace {
+
+class DecodedFunction : public mlFunction {
+ public:
+  explicit DecodedFunction(paskosda_fuzz::Input& in) {
+    degree_ = in.integer(0, 6);
+    for (int i = 0; i <= degree_; ++i)
+      c_[i] = in.real();
+    window_lo_ = in.real();
+    window_hi_ = in.real();
+    outside_ = in.real();
+    set_max_deriv(in.integer(0, 3));
+    t_min_ = in.real();
+    t_max_ = in.real();
+  }
+
+  double function(double t) const override {
+    // Bracketing has no iteration limit of its own: on a function that keeps falling it walks
+    // until the abscissae overflow. A NaN ends its walk, so past a generous number of calls
+    // the function answers NaN and every routine here comes to an end.
+    if (++calls_ > kCallLimit) return std::numeric_limits<double>::quiet_NaN();
+    return derivative(0, t);
+  }
+  double function_derivative(int order, double t) const override {
+    ++calls_;
+    return derivative(order, t);
+  }
+  double t_min() const override { return t_min_; }
+  double t_max() const override { return t_max_; }
+
+  void reset_calls() const { calls_ = 0; }
+
+ private:
+  static constexpr long kCallLimit = 200000;
+
+  // The order-th derivative of the polynomial by Horner's rule, or the outside constant
+  // (whose derivatives are 0) outside [window_lo, window_hi] (a NaN end leaves that side open).
+  double derivative(int order, double t) const {
+    if (t < window_lo_ || t > window_hi_) return order == 0 ? outside_ : 0.0;
+    double s = 0.0;
+    for (int i = degree_; i >= order; --i) {
+      double k = 1.0;
+      for (int j = 0; j < order; ++j)
+        k *= static_cast<double>(i - j);
+      s = s * t + k * c_[i];
+    }
+    return s;
+  }
+
+  int degree_ = 0;
+  double c_[7] = {};
+  double window_lo_ = 0.0;
+  double window_hi_ = 0.0;
+  double outside_ = 0.0;
+  double t_min_ = 0.0;
+  double t_max_ = 0.0;
+  mutable long calls_ = 0;
+};
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  paskosda_fuzz::Input in(data, size);
+  const DecodedFunction f(in);
+
+  // Bracketing from two abscissae, then Brent's search in the bracket found.
+  double a = in.real();
+  double b = in.real();
+  double c = 0.0;
+  double fa = 0.0;
+  double fb = 0.0;
+  double fc = 0.0;
+  ml_minimum_bracketing(f, a, b, c, fa, fb, fc);
+  const double brent_tol = in.real();
+  const int brent_iterations = in.integer(0, 1000);
+  double x_min = 0.0;
+  f.reset_calls();
+  static_cast<void>(ml_brent_minimum_search(f, a, b, c, brent_tol, brent_iterations, &x_min));
+  // And on a bracket straight from the input (not a bracket, as a rule).
+  const double a2 = in.real();
+  const double b2 = in.real();
+  const double c2 = in.real();
+  static_cast<void>(ml_brent_minimum_search(f, a2, b2, c2, brent_tol, brent_iterations, nullptr));
+
+  // The range minimiser, then once more after moving the range.
+  f.reset_calls();
+  const double start = in.real();
+  const double lower = in.real();
+  const double upper = in.real();
+  const double tolerance = in.real();
+  mlMinimiser minimiser(f, start, lower, upper, tolerance);
+  int found = 0;
+  int beyond = 0;
+  int out_of_iterations = 0;
+  static_cast<void>(minimiser.minimise(found, beyond, out_of_iterations));
+  FUZZ_EXPECT(beyond >= -1 && beyond <= 1);
+  FUZZ_EXPECT(minimiser.iterations() >= 0 && minimiser.iterations() <= 100);
+  minimiser.change_range(in.real());
+  static_cast<void>(minimiser.minimise(found, beyond, out_of_iterations));
+  FUZZ_EXPECT(minimiser.iterations() >= 0 && minimiser.iterations() <= 100);
+
+  // The root finders.
+  f.reset_calls();
+  const double x0 = in.real();
+  const double ra = in.real();
+  const double rb = in.real();
+  const double root_tol = in.real();
+  const int root_iterations = in.integer(0, 1000);
+  int ok = -1;
+  static_cast<void>(mlRootSolve::newton_raphson(f, x0, root_tol, ok, root_iterations));
+  FUZZ_EXPECT(ok == 0 || ok == 1);
+  ok = -1;
+  static_cast<void>(mlRootSolve::newton_raphson(f, ra, rb, root_tol, ok, root_iterations));
+  FUZZ_EXPECT(ok == 0 || ok == 1);
+  ok = -1;
+  static_cast<void>(mlRootSolve::regula_falsi(f, ra, rb, root_tol, ok, root_iterations));
+  FUZZ_EXPECT(ok == 0 || ok == 1);
+  return 0;
+}
