@@ -17,9 +17,11 @@
 /// step. After a parabolic step beyond c that lowers the value, the next point is grown from
 /// the pair before that step, not from the new one (kept so): it can then fall short of the
 /// new middle point, and the triple comes back as a < c < b (or a > c > b). The entry values
-/// of c, fa, fb and fc are ignored. There is no iteration limit: on a function that keeps
-/// decreasing in the walking direction the call does not return. A NaN value at the middle or
-/// far point ends the walk.
+/// of c, fa, fb and fc are ignored. There is no iteration limit: the walk goes on while the
+/// far value keeps falling, so on a function that keeps decreasing in the walking direction it
+/// ends only when the abscissae overflow to infinity (some 1,500 steps from a unit spacing),
+/// where the middle and far points coincide. A NaN value at the middle or far point ends the
+/// walk.
 PASKOSDA_EXPORT void ml_minimum_bracketing(const mlFunction& f, double& a, double& b, double& c,
                                            double& fa, double& fb, double& fc);
 

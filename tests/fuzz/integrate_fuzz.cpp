@@ -7,41 +7,11 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "functions/mlFunction.h"
+#include "decoded_function.h"
 #include "functions/mlIntegrate.h"
 #include "fuzz_input.h"
 
 namespace {
-
-class DecodedFunction : public mlFunction {
- public:
-  explicit DecodedFunction(paskosda_fuzz::Input& in) {
-    degree_ = in.integer(0, 6);
-    for (int i = 0; i <= degree_; ++i)
-      c_[i] = in.real();
-    window_lo_ = in.real();
-    window_hi_ = in.real();
-    outside_ = in.real();
-  }
-
-  double function(double t) const override {
-    ++calls;
-    if (t < window_lo_ || t > window_hi_) return outside_;
-    double s = 0.0;
-    for (int i = degree_; i >= 0; --i)
-      s = s * t + c_[i];
-    return s;
-  }
-
-  mutable long calls = 0;
-
- private:
-  int degree_ = 0;
-  double c_[7] = {};
-  double window_lo_ = 0.0;
-  double window_hi_ = 0.0;
-  double outside_ = 0.0;
-};
 
 // Step limits stay at 14 (2^14 + 1 points at most), and may be zero or negative.
 int step_limit(paskosda_fuzz::Input& in) { return in.integer(-1, 14); }
@@ -50,7 +20,7 @@ int step_limit(paskosda_fuzz::Input& in) { return in.integer(-1, 14); }
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   paskosda_fuzz::Input in(data, size);
-  const DecodedFunction f(in);
+  const paskosda_fuzz::DecodedFunction f(in, false);
   const double a = in.real();
   const double b = in.real();
 

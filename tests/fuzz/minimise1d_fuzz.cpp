@@ -5,80 +5,17 @@
 // order. Input: the function (degree, coefficients, window, outside value, max_deriv, domain),
 // then the arguments of each routine in the order they run.
 
-#include <cmath>
 #include <cstddef>
 #include <cstdint>
-#include <limits>
 
-#include "functions/mlFunction.h"
+#include "decoded_function.h"
 #include "fuzz_input.h"
 #include "optim/mlMinimiser.h"
 #include "roots/mlRootSolve.h"
 
-namespace {
-
-class DecodedFunction : public mlFunction {
- public:
-  explicit DecodedFunction(paskosda_fuzz::Input& in) {
-    degree_ = in.integer(0, 6);
-    for (int i = 0; i <= degree_; ++i)
-      c_[i] = in.real();
-    window_lo_ = in.real();
-    window_hi_ = in.real();
-    outside_ = in.real();
-    set_max_deriv(in.integer(0, 3));
-    t_min_ = in.real();
-    t_max_ = in.real();
-  }
-
-  double function(double t) const override {
-    // Bracketing has no iteration limit of its own: on a function that keeps falling it walks
-    // until the abscissae overflow. A NaN ends its walk, so past a generous number of calls
-    // the function answers NaN and every routine here comes to an end.
-    if (++calls_ > kCallLimit) return std::numeric_limits<double>::quiet_NaN();
-    return derivative(0, t);
-  }
-  double function_derivative(int order, double t) const override {
-    ++calls_;
-    return derivative(order, t);
-  }
-  double t_min() const override { return t_min_; }
-  double t_max() const override { return t_max_; }
-
-  void reset_calls() const { calls_ = 0; }
-
- private:
-  static constexpr long kCallLimit = 200000;
-
-  // The order-th derivative of the polynomial by Horner's rule, or the outside constant
-  // (whose derivatives are 0) outside [window_lo, window_hi] (a NaN end leaves that side open).
-  double derivative(int order, double t) const {
-    if (t < window_lo_ || t > window_hi_) return order == 0 ? outside_ : 0.0;
-    double s = 0.0;
-    for (int i = degree_; i >= order; --i) {
-      double k = 1.0;
-      for (int j = 0; j < order; ++j)
-        k *= static_cast<double>(i - j);
-      s = s * t + k * c_[i];
-    }
-    return s;
-  }
-
-  int degree_ = 0;
-  double c_[7] = {};
-  double window_lo_ = 0.0;
-  double window_hi_ = 0.0;
-  double outside_ = 0.0;
-  double t_min_ = 0.0;
-  double t_max_ = 0.0;
-  mutable long calls_ = 0;
-};
-
-}  // namespace
-
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   paskosda_fuzz::Input in(data, size);
-  const DecodedFunction f(in);
+  const paskosda_fuzz::DecodedFunction f(in, true);
 
   // Bracketing from two abscissae, then Brent's search in the bracket found.
   double a = in.real();
@@ -91,7 +28,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const double brent_tol = in.real();
   const int brent_iterations = in.integer(0, 1000);
   double x_min = 0.0;
-  f.reset_calls();
+  f.calls = 0;
   static_cast<void>(ml_brent_minimum_search(f, a, b, c, brent_tol, brent_iterations, &x_min));
   // And on a bracket straight from the input (not a bracket, as a rule).
   const double a2 = in.real();
@@ -100,7 +37,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   static_cast<void>(ml_brent_minimum_search(f, a2, b2, c2, brent_tol, brent_iterations, nullptr));
 
   // The range minimiser, then once more after moving the range.
-  f.reset_calls();
+  f.calls = 0;
   const double start = in.real();
   const double lower = in.real();
   const double upper = in.real();
@@ -117,7 +54,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   FUZZ_EXPECT(minimiser.iterations() >= 0 && minimiser.iterations() <= 100);
 
   // The root finders.
-  f.reset_calls();
+  f.calls = 0;
   const double x0 = in.real();
   const double ra = in.real();
   const double rb = in.real();
