@@ -635,7 +635,10 @@ mlBaseMinimiser2::Step mlBaseMinimiser2::inside_probe(int axis) {
   const double w = width(axis);
   const double offset =
       std::isfinite(w) ? inside_offset * w : inside_offset * utMath::max(1.0, std::fabs(x_held));
-  const double inner = x_held == lo_[axis] ? x_held + offset : x_held - offset;
+  // Clipped for a patch narrower than the offset, down to a single value at an open end
+  // (where the offset grows with the coordinate), so that the probe stays in the patch.
+  const double inner = mlMath::clip_to_range(
+      x_held == lo_[axis] ? x_held + offset : x_held - offset, lo_[axis], hi_[axis]);
   const PatchFunction objective(*this);
   mlLineOnFunction2 line(free == 0 ? 1.0 : 0.0, free == 0 ? 0.0 : 1.0, free == 0 ? 0.0 : inner,
                          free == 0 ? inner : 0.0, &objective);
