@@ -1,7 +1,10 @@
 #ifndef PASKOSDA_H
 #define PASKOSDA_H
 
+/// \file
 /// Everything paskosda offers, in one include.
+
+#include "paskosda_version.h"
 
 // Containers and utilities
 #include "containers/coBufferGuard.h"

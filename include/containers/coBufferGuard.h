@@ -1,6 +1,10 @@
 #ifndef PASKOSDA_CONTAINERS_COBUFFERGUARD_H
 #define PASKOSDA_CONTAINERS_COBUFFERGUARD_H
 
+/// \file
+/// The guarded element copy of the container layer, `coBufferGuard`, and its count type
+/// `utUInt64`.
+
 #include <cstdint>
 #include <cstring>
 #include <type_traits>
@@ -14,6 +18,7 @@ using utUInt64 = std::uint64_t;
 template <class T, bool bitwise>
 class coBufferGuard {
  public:
+  /// Guards `capacity` elements from `buffer` (a negative capacity guards none).
   coBufferGuard(T* buffer, int capacity) noexcept : buffer_(buffer), capacity_(convert(capacity)) {}
 
   /// Copies n elements from src to dst if they fit in the guarded buffer; otherwise nothing.

@@ -1,6 +1,10 @@
 #ifndef PASKOSDA_CONTAINERS_CODYNARR_H
 #define PASKOSDA_CONTAINERS_CODYNARR_H
 
+/// \file
+/// The contiguous growable array `coDynArr`, its iterator `coDynArrcoIterator` and the `double`
+/// and `int` instances (`doublecoDynArr`, `intcoDynArr`).
+
 #include <climits>
 #include <cstddef>
 #include <cstdint>
@@ -46,6 +50,7 @@ class coDynArrcoIterator;
 template <class T>
 class coDynArr {
  public:
+  /// The element type.
   using value_type = T;
 
   /// An empty array with increment 1.
@@ -95,8 +100,12 @@ class coDynArr {
     }
     return data_[i];
   }
-  /// Plain access, no check.
-  const T& operator[](int i) const noexcept { return data_[i]; }
+  /// Plain access, within `size()` (asserted in checked builds).
+  const T& operator[](int i) const noexcept {
+    PASKOSDA_CHECK(i >= 0 && i < used_, "coDynArr::operator[](i = %d) const of %d elements", i,
+                   used_);
+    return data_[i];
+  }
 
   /// Appends x at the end, growing as `operator[]` does.
   void append(const T& x) {
@@ -171,12 +180,17 @@ class coDynArr {
   /// The number of elements in use.
   int size() const noexcept { return used_; }
 
-  /// The buffer (null when nothing is allocated), and the ends of the used elements.
+  /// The buffer (null when nothing is allocated).
   T* data() noexcept { return data_; }
+  /// The buffer (null when nothing is allocated).
   const T* data() const noexcept { return data_; }
+  /// The first used element: the buffer.
   T* begin() noexcept { return data_; }
+  /// One past the last used element.
   T* end() noexcept { return data_ + used_; }
+  /// The first used element: the buffer.
   const T* begin() const noexcept { return data_; }
+  /// One past the last used element.
   const T* end() const noexcept { return data_ + used_; }
 
  protected:
@@ -199,10 +213,10 @@ class coDynArr {
     return 1;
   }
 
-  T* data_ = nullptr;
-  int allocated_ = 0;
-  int used_ = 0;
-  int increment_ = 1;
+  T* data_ = nullptr;  ///< The buffer; null when nothing is allocated.
+  int allocated_ = 0;  ///< The capacity of the buffer, in elements.
+  int used_ = 0;       ///< The number of elements in use.
+  int increment_ = 1;  ///< The growth increment, in elements.
 
  private:
   friend class coDynArrcoIterator<T>;
@@ -212,11 +226,13 @@ class coDynArr {
   }
 };
 
-/// A forward iterator over a `coDynArr`, valid until the array reallocates or changes size:
-///   for (const T* p = it.next(); p != nullptr; p = it.next()) ...
+/// A forward iterator over a `coDynArr`, valid until the array reallocates or changes size.
+///
+///     for (const T* p = it.next(); p != nullptr; p = it.next()) ...
 template <class T>
 class coDynArrcoIterator {
  public:
+  /// An iterator over `array` (borrowed), positioned before the first element.
   explicit coDynArrcoIterator(const coDynArr<T>* array) noexcept : array_(array) { reset(); }
 
   /// Re-reads the array's extent and positions before the first element.
@@ -241,10 +257,10 @@ class coDynArrcoIterator {
   }
 
   // Derived iterators (the sparse row iterator) step with their own rule over these fields.
-  const coDynArr<T>* array_;
-  const T* begin_ = nullptr;
-  const T* end_ = nullptr;
-  const T* current_ = nullptr;
+  const coDynArr<T>* array_;    ///< The array walked (borrowed).
+  const T* begin_ = nullptr;    ///< Its buffer when the iterator was last reset.
+  const T* end_ = nullptr;      ///< One past its last used element at that time.
+  const T* current_ = nullptr;  ///< The element last returned; null before the first.
 };
 
 namespace paskosda_detail {
@@ -279,9 +295,9 @@ std::ostream& operator<<(std::ostream& os, const coDynArr<T>& array) {
   return paskosda_detail::print_on_ostream(os, array);
 }
 
-using doublecoDynArr = coDynArr<double>;
-using intcoDynArr = coDynArr<int>;
-using doublecoDynArrcoIterator = coDynArrcoIterator<double>;
-using intcoDynArrcoIterator = coDynArrcoIterator<int>;
+using doublecoDynArr = coDynArr<double>;                      ///< A growable array of double.
+using intcoDynArr = coDynArr<int>;                            ///< A growable array of int.
+using doublecoDynArrcoIterator = coDynArrcoIterator<double>;  ///< Iterator of a `doublecoDynArr`.
+using intcoDynArrcoIterator = coDynArrcoIterator<int>;        ///< Iterator of an `intcoDynArr`.
 
 #endif  // PASKOSDA_CONTAINERS_CODYNARR_H

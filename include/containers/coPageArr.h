@@ -1,6 +1,10 @@
 #ifndef PASKOSDA_CONTAINERS_COPAGEARR_H
 #define PASKOSDA_CONTAINERS_COPAGEARR_H
 
+/// \file
+/// The paged array `coPageArr`, whose elements never move while it grows, its iterator
+/// `coPageArrcoIterator` and the `double` and `int` instances (`doublecoPageArr`, `intcoPageArr`).
+
 #include <algorithm>
 #include <initializer_list>
 #include <ostream>
@@ -25,6 +29,7 @@ class coPageArrcoIterator;
 template <class T>
 class coPageArr {
  public:
+  /// The element type.
   using value_type = T;
 
   /// An empty array with blocks of 2^shift elements; the block table starts with room for
@@ -60,10 +65,17 @@ class coPageArr {
     }
     return element(i);
   }
-  /// Plain access, no check.
-  const T& operator[](int i) const noexcept { return element(i); }
-  /// Plain access, no check.
-  const T& read(int i) const noexcept { return element(i); }
+  /// Plain access, within `size()` (asserted in checked builds).
+  const T& operator[](int i) const noexcept {
+    PASKOSDA_CHECK(i >= 0 && i < used_, "coPageArr::operator[](i = %d) const of %d elements", i,
+                   used_);
+    return element(i);
+  }
+  /// Plain access, within `size()` (asserted in checked builds).
+  const T& read(int i) const noexcept {
+    PASKOSDA_CHECK(i >= 0 && i < used_, "coPageArr::read(i = %d) of %d elements", i, used_);
+    return element(i);
+  }
 
   /// Appends x at the end.
   void append(const T& x) { enter(used_, x); }
@@ -135,7 +147,7 @@ class coPageArr {
     return result;
   }
 
-  /// Copies src[from .. from + n - 1] into positions at .. at + n - 1, block by block, first
+  /// Copies src[from ... from + n - 1] into positions at ... at + n - 1, block by block, first
   /// making sure the last position's block exists and raising the used count to at + n.
   /// Returns 1, or 0 when a block could not be allocated (nothing copied).
   int copyin(const T* src, int n, int at, int from) {
@@ -157,7 +169,7 @@ class coPageArr {
     return 1;
   }
 
-  /// Copies the other array's elements from .. from + n - 1 into positions at .. at + n - 1
+  /// Copies the other array's elements from ... from + n - 1 into positions at ... at + n - 1
   /// of this one, growing it as `copyin` does. Returns 1, or 0 when a block could not be
   /// allocated.
   int copy(const coPageArr& other, int n, int at, int from) {
@@ -182,7 +194,7 @@ class coPageArr {
     return 1;
   }
 
-  /// Copies elements from .. from + n - 1 of this array into dst[at .. at + n - 1].
+  /// Copies elements from ... from + n - 1 of this array into dst[at ... at + n - 1].
   void copyout(T* dst, int n, int at, int from) const {
     dst += at;
     while (n > 0) {
@@ -240,7 +252,7 @@ class coPageArr {
   int size() const noexcept { return used_; }
 
  protected:
-  /// Makes sure blocks 0 .. b exist and switches to block b. Returns 1, or 0 when a block
+  /// Makes sure blocks 0 ... b exist and switches to block b. Returns 1, or 0 when a block
   /// could not be allocated (the blocks made before the failure are kept).
   int get_block(int b) noexcept {
     if (pages_.reserve(b) == 0) return 0;
@@ -264,13 +276,13 @@ class coPageArr {
     current_ = static_cast<T*>(pages_[b]);
   }
 
-  int blocks_ = 0;
-  int used_ = 0;
-  int block_size_;
-  int block_shift_;
-  utAnycoPageArrINTERNALcoDynArr pages_;
-  int current_block_ = -1;
-  T* current_ = nullptr;
+  int blocks_ = 0;                        ///< The number of blocks allocated.
+  int used_ = 0;                          ///< The number of elements in use.
+  int block_size_;                        ///< Elements per block, 2^block_shift_.
+  int block_shift_;                       ///< The base-2 logarithm of the block size.
+  utAnycoPageArrINTERNALcoDynArr pages_;  ///< The table of block pointers.
+  int current_block_ = -1;                ///< The block last switched to, or -1.
+  T* current_ = nullptr;                  ///< That block's elements, or null.
 
  private:
   friend class coPageArrcoIterator<T>;
@@ -285,11 +297,13 @@ class coPageArr {
 };
 
 /// A forward iterator over a `coPageArr`, valid until the array's block table moves or its
-/// size changes:
-///   for (const T* p = it.next(); p != nullptr; p = it.next()) ...
+/// size changes.
+///
+///     for (const T* p = it.next(); p != nullptr; p = it.next()) ...
 template <class T>
 class coPageArrcoIterator {
  public:
+  /// An iterator over `array` (borrowed), positioned before the first element.
   explicit coPageArrcoIterator(const coPageArr<T>* array) noexcept : array_(array) { reset(); }
 
   /// Re-reads the array's extent and positions before the first element.
@@ -351,9 +365,13 @@ std::ostream& operator<<(std::ostream& os, const coPageArr<T>& array) {
   return paskosda_detail::print_on_ostream(os, array);
 }
 
+/// A paged array of double.
 using doublecoPageArr = coPageArr<double>;
+/// A paged array of int.
 using intcoPageArr = coPageArr<int>;
+/// The iterator of a `doublecoPageArr`.
 using doublecoPageArrcoIterator = coPageArrcoIterator<double>;
+/// The iterator of an `intcoPageArr`.
 using intcoPageArrcoIterator = coPageArrcoIterator<int>;
 
 #endif  // PASKOSDA_CONTAINERS_COPAGEARR_H

@@ -1,6 +1,10 @@
 #ifndef PASKOSDA_CONTAINERS_COQUICKSORT_H
 #define PASKOSDA_CONTAINERS_COQUICKSORT_H
 
+/// \file
+/// A quick sort over objects known only by address (`coQuickSort`, with the interfaces
+/// `coObjInterface` and `coArrInterface`), and the index sort `doublecoQuickSortIndex`.
+
 #include "containers/coPageArr.h"
 #include "paskosda_export.h"
 
@@ -70,11 +74,13 @@ class PASKOSDA_EXPORT coQuickSort : protected coArrInterface {
 };
 
 /// Sorts an index array by the values it points at: after construction, index holds the
-/// permutation 0 .. n - 1 (n = values.size()) in ascending order of values[index[k]]. Equal
+/// permutation 0 ... n - 1 (n = values.size()) in ascending order of values[index[k]]. Equal
 /// values keep their indices in ascending order, so the result is fully determined; a NaN
 /// compares equal to everything and lands where the partitioning leaves it.
 class PASKOSDA_EXPORT doublecoQuickSortIndex : public coQuickSort {
  public:
+  /// Makes index the permutation that sorts values, as described above; `values` is
+  /// borrowed for the lifetime of the sorter.
   doublecoQuickSortIndex(const doublecoPageArr& values, intcoPageArr& index);
   ~doublecoQuickSortIndex() override;
 

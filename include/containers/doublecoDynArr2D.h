@@ -1,6 +1,9 @@
 #ifndef PASKOSDA_CONTAINERS_DOUBLECODYNARR2D_H
 #define PASKOSDA_CONTAINERS_DOUBLECODYNARR2D_H
 
+/// \file
+/// `doublecoDynArr2D`, a growable two-dimensional array of doubles.
+
 #include "containers/utCheck.h"
 #include "containers/utTags.h"
 #include "paskosda_export.h"
@@ -25,9 +28,11 @@ class PASKOSDA_EXPORT doublecoDynArr2D {
   /// Makes this a deep copy of the other array; returns this.
   doublecoDynArr2D& become(utCopyTag, const doublecoDynArr2D& other) noexcept;
 
+  ///@{
   /// Number of rows (first index) and of columns (second index).
   int i_size() const noexcept { return i_size_; }
   int j_size() const noexcept { return j_size_; }
+  ///@}
 
   /// Grows to at least `rows` by `cols`, never lowering either size; existing elements keep
   /// their (i, j). Returns 1, or 0 when the allocation failed.

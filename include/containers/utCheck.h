@@ -1,6 +1,10 @@
 #ifndef PASKOSDA_CONTAINERS_UTCHECK_H
 #define PASKOSDA_CONTAINERS_UTCHECK_H
 
+/// \file
+/// The precondition assertion `PASKOSDA_CHECK` of checked builds (Debug, or any build with
+/// `PASKOSDA_CHECKED`). It never changes a result: it only stops the program with a message.
+
 #include "paskosda_export.h"
 
 namespace paskosda_detail {

@@ -1,6 +1,9 @@
 #ifndef PASKOSDA_CONTAINERS_UTMATH_H
 #define PASKOSDA_CONTAINERS_UTMATH_H
 
+/// \file
+/// `utMath`, the static scalar functions of the utility layer.
+
 #include <climits>
 #include <cmath>
 
@@ -12,6 +15,7 @@ class PASKOSDA_EXPORT utMath {
  public:
   utMath() = delete;
 
+  /// |x|.
   static double abs(double x) noexcept { return std::fabs(x); }
   /// |x|; INT_MIN, whose magnitude no int holds, comes back as INT_MIN (two's complement).
   static int abs(int x) noexcept {
@@ -24,12 +28,15 @@ class PASKOSDA_EXPORT utMath {
   // The transcendental functions are out of line: inlined into a caller's translation unit,
   // a constant argument could be folded at compile time to a value other than the run-time
   // library's, and results would depend on the optimisation level.
+  /// The standard function of the same name, always evaluated at run time.
+  ///@{
   static double sin(double x) noexcept;
   static double cos(double x) noexcept;
   static double sinh(double x) noexcept;
   static double cosh(double x) noexcept;
   static double atan2(double y, double x) noexcept;
   static double pow(double x, double y) noexcept;
+  ///@}
 
   /// x to an integer power by repeated multiplication from the left, x * x * ... * x: 1.0 for
   /// n = 0 and 1 / x^|n| for negative n. The product order is kept (not squaring) so that
@@ -58,7 +65,9 @@ class PASKOSDA_EXPORT utMath {
     return c;
   }
 
+  /// a if a < b, else b.
   static int min(int a, int b) noexcept { return a < b ? a : b; }
+  /// a if a > b, else b.
   static int max(int a, int b) noexcept { return a > b ? a : b; }
   /// a if a < b, else b.
   static double min(double a, double b) noexcept { return a < b ? a : b; }
@@ -67,6 +76,7 @@ class PASKOSDA_EXPORT utMath {
 
   /// 1.7976931348623157e308.
   static constexpr double max_double() noexcept { return 1.7976931348623157e308; }
+  /// INT_MAX.
   static constexpr int max_int() noexcept { return INT_MAX; }
   /// 3.141592653589793.
   static constexpr double pi() noexcept { return 3.141592653589793; }

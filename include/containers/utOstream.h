@@ -1,6 +1,10 @@
 #ifndef PASKOSDA_CONTAINERS_UTOSTREAM_H
 #define PASKOSDA_CONTAINERS_UTOSTREAM_H
 
+/// \file
+/// `utOstream`, the indenting output stream on which the library prints arrays, vectors and
+/// polynomials.
+
 #include <ostream>
 #include <string>
 
@@ -26,17 +30,26 @@ class PASKOSDA_EXPORT utOstream {
   utOstream& operator=(const utOstream&) = delete;
   ~utOstream() = default;
 
+  /// Writes x with the underlying stream's formatting, indented when it starts a line.
+  ///@{
   utOstream& operator<<(double x);
   utOstream& operator<<(int x);
   utOstream& operator<<(long x);
   utOstream& operator<<(unsigned long x);
+  ///@}
+  /// Writes the character; a newline ends the line, so the next character is indented.
   utOstream& operator<<(char c);
-  /// Writes the text; each '\n' in it ends a line, so the next character is indented.
+  /// Writes the text; each newline in it ends a line, so the next character is indented.
+  ///@{
   utOstream& operator<<(const char* text);
   utOstream& operator<<(const std::string& text);
-  /// Stream manipulators such as std::endl; std::endl also ends the line.
+  ///@}
+  /// Applies a stream manipulator such as std::endl or std::fixed to the underlying stream;
+  /// std::endl also ends the line.
+  ///@{
   utOstream& operator<<(std::ostream& (*manipulator)(std::ostream&));
   utOstream& operator<<(std::ios_base& (*manipulator)(std::ios_base&));
+  ///@}
 
   /// The underlying standard stream (format flags and precision live there).
   std::ostream& get_ostream() const noexcept { return *os_; }

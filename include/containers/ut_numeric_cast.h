@@ -1,6 +1,10 @@
 #ifndef PASKOSDA_CONTAINERS_UT_NUMERIC_CAST_H
 #define PASKOSDA_CONTAINERS_UT_NUMERIC_CAST_H
 
+/// \file
+/// Integer comparison by mathematical value across signedness (`ut_compare`) and the
+/// overflow-reporting integer conversion `ut_numeric_cast`.
+
 #include <cstdint>
 #include <limits>
 #include <type_traits>
@@ -14,25 +18,33 @@ template <class T, class U, bool t_signed = std::is_signed<T>::value,
 struct utNumericHelper {
   static_assert(std::is_integral<T>::value && std::is_integral<U>::value,
                 "utNumericHelper compares integers");
+  /// Whether a < b by mathematical value.
   static constexpr bool less(T a, U b) noexcept { return a < b; }
+  /// Whether a > b by mathematical value.
   static constexpr bool greater(T a, U b) noexcept { return a > b; }
 };
 
+/// Signed against unsigned: a negative a is below every b.
 template <class T, class U>
 struct utNumericHelper<T, U, true, false> {
+  /// Whether a < b by mathematical value.
   static constexpr bool less(T a, U b) noexcept {
     return a < 0 || static_cast<std::make_unsigned_t<T>>(a) < b;
   }
+  /// Whether a > b by mathematical value.
   static constexpr bool greater(T a, U b) noexcept {
     return a >= 0 && static_cast<std::make_unsigned_t<T>>(a) > b;
   }
 };
 
+/// Unsigned against signed: a negative b is below every a.
 template <class T, class U>
 struct utNumericHelper<T, U, false, true> {
+  /// Whether a < b by mathematical value.
   static constexpr bool less(T a, U b) noexcept {
     return b >= 0 && a < static_cast<std::make_unsigned_t<U>>(b);
   }
+  /// Whether a > b by mathematical value.
   static constexpr bool greater(T a, U b) noexcept {
     return b < 0 || a > static_cast<std::make_unsigned_t<U>>(b);
   }
@@ -43,11 +55,14 @@ struct utNumericHelper<T, U, false, true> {
 template <class T>
 class utCompare {
  public:
+  /// Wraps value.
   explicit constexpr utCompare(T value) noexcept : value_(value) {}
+  /// Whether the wrapped value is below other by mathematical value.
   template <class U>
   constexpr bool operator<(U other) const noexcept {
     return utNumericHelper<T, U>::less(value_, other);
   }
+  /// Whether the wrapped value is above other by mathematical value.
   template <class U>
   constexpr bool operator>(U other) const noexcept {
     return utNumericHelper<T, U>::greater(value_, other);

@@ -1,6 +1,10 @@
 #ifndef PASKOSDA_DECOMP_MLCHOLESKYDECOMPOSITION_H
 #define PASKOSDA_DECOMP_MLCHOLESKYDECOMPOSITION_H
 
+/// \file
+/// The Cholesky decomposition A = L L^T of a symmetric positive-definite matrix
+/// (`mlCholeskyDecomposition`), with its factorisation and substitution kernels.
+
 #include "containers/coDynArr.h"
 #include "linalg/mlMatrix.h"
 #include "linalg/mlVector.h"

@@ -4,11 +4,12 @@
 #include "containers/coDynArr.h"
 #include "containers/utCheck.h"
 
-// One-based, column-major views in the manner of Fortran arrays, on which the classical
-// LINPACK-style kernels are written. Element (i, j) of a matrix with `rows` rows is storage
-// element (j - 1) * rows + (i - 1). The address is formed from the zero-based storage
-// pointer each time, never from a pointer placed before the storage (which would be
-// undefined behaviour).
+/// \file
+/// One-based, column-major views in the manner of Fortran arrays, on which the classical
+/// LINPACK-style kernels are written. Element (i, j) of a matrix with `rows` rows is storage
+/// element (j - 1) * rows + (i - 1). The address is formed from the zero-based storage
+/// pointer each time, never from a pointer placed before the storage (which would be
+/// undefined behaviour).
 
 /// An owning one-based column-major matrix: rows (also the leading dimension) by cols
 /// doubles, values unset. Indices are not checked in release builds.
@@ -34,6 +35,7 @@ class mlFortranMatrix {
   }
 
   /// Element (i, j), i in 1 ... rows, j in 1 ... cols.
+  ///@{
   double& operator()(int i, int j) noexcept {
     PASKOSDA_CHECK(i >= 1 && i <= rows_ && j >= 1 && j <= cols_,
                    "mlFortranMatrix(%d, %d) of a %d by %d matrix", i, j, rows_, cols_);
@@ -44,13 +46,17 @@ class mlFortranMatrix {
                    "mlFortranMatrix(%d, %d) of a %d by %d matrix", i, j, rows_, cols_);
     return storage_.data()[static_cast<long>(rows_) * (j - 1) + (i - 1)];
   }
+  ///@}
 
   /// The number of rows, which is also the leading dimension.
   int rows() const noexcept { return rows_; }
+  /// The number of columns.
   int cols() const noexcept { return cols_; }
   /// The column-major storage (null when empty).
+  ///@{
   double* data() noexcept { return storage_.data(); }
   const double* data() const noexcept { return storage_.data(); }
+  ///@}
 
  private:
   doublecoDynArr storage_;
@@ -90,8 +96,10 @@ class mlFortranVector {
   }
 
   /// Element i, i from 1.
+  ///@{
   double& operator()(int i) noexcept { return first_[i - 1]; }
   double operator()(int i) const noexcept { return first_[i - 1]; }
+  ///@}
 
   /// 1 when the storage is owned, 0 when it wraps a caller's array.
   int owns() const noexcept { return owns_; }
@@ -105,6 +113,7 @@ class mlFortranVector {
 /// A one-based read-only view of a caller's array: element 1 is p[0].
 class mlFortranVectorConst {
  public:
+  /// A view of p: element 1 is p[0].
   explicit mlFortranVectorConst(const double* p) noexcept : first_(p) {}
   /// Views p instead; returns this.
   mlFortranVectorConst& become(const double* p) noexcept {

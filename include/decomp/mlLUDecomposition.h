@@ -1,6 +1,10 @@
 #ifndef PASKOSDA_DECOMP_MLLUDECOMPOSITION_H
 #define PASKOSDA_DECOMP_MLLUDECOMPOSITION_H
 
+/// \file
+/// The LU decomposition with partial pivoting, `mlLUDecomposition`, and its elimination
+/// kernel `ml_lu_eliminate`.
+
 #include "containers/coDynArr.h"
 #include "linalg/mlMatrix.h"
 #include "linalg/mlVector.h"

@@ -1,6 +1,10 @@
 #ifndef PASKOSDA_DECOMP_MLQRDECOMPOSITION_H
 #define PASKOSDA_DECOMP_MLQRDECOMPOSITION_H
 
+/// \file
+/// Modified Gram-Schmidt orthogonalisation (`mlGramSchmidt`) and the QR factorisation built on
+/// it one vector at a time (`mlQRDecomposition`), with their status enumerations.
+
 #include "containers/coDynArr.h"
 #include "containers/coPageArr.h"
 #include "linalg/mlMatrix.h"

@@ -1,6 +1,10 @@
 #ifndef PASKOSDA_DECOMP_MLSINGULARVALUEDECOMPOSITION_H
 #define PASKOSDA_DECOMP_MLSINGULARVALUEDECOMPOSITION_H
 
+/// \file
+/// The singular value decomposition `mlSingularValueDecomposition`, with rank, pseudo-inverse
+/// and least-squares solves, and the one-sided Jacobi decomposition `ml_svd`.
+
 #include "linalg/mlMatrix.h"
 #include "linalg/mlVector.h"
 #include "paskosda_export.h"
@@ -34,8 +38,10 @@ class PASKOSDA_EXPORT mlSingularValueDecomposition {
 
   /// Re-decomposes with a new matrix, as the constructors do (the pseudo-inverse cache is
   /// emptied); returns this.
+  ///@{
   mlSingularValueDecomposition& become(const mlMatrix& a) noexcept;
   mlSingularValueDecomposition& become(const mlMatrix& a, mlJOB_U job_u, mlJOB_V job_v) noexcept;
+  ///@}
 
   /// The left singular vectors as columns (m by m, or 1 by 1 when not computed).
   const mlMatrix& U() const noexcept { return u_; }

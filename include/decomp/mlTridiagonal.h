@@ -1,6 +1,9 @@
 #ifndef PASKOSDA_DECOMP_MLTRIDIAGONAL_H
 #define PASKOSDA_DECOMP_MLTRIDIAGONAL_H
 
+/// \file
+/// `mlTridiagonal`: solvers for tridiagonal and cyclic (periodic) tridiagonal systems.
+
 #include "linalg/mlSlice.h"
 #include "paskosda_export.h"
 
@@ -11,6 +14,8 @@
 /// which must outlive the object and is never modified by it; each view needs n elements.
 class PASKOSDA_EXPORT mlTridiagonal {
  public:
+  /// The system of order n with the given bands (each viewing n elements of the caller's
+  /// storage, which is borrowed).
   mlTridiagonal(int n, const mlSlice& lower, const mlSlice& diagonal,
                 const mlSlice& upper) noexcept;
   mlTridiagonal(const mlTridiagonal&) = delete;

@@ -1,6 +1,10 @@
 #ifndef PASKOSDA_EIGEN_MLASYMEIGENVECS_H
 #define PASKOSDA_EIGEN_MLASYMEIGENVECS_H
 
+/// \file
+/// Closed-form eigenvalues and eigenvectors of general real 2 by 2 and 3 by 3 matrices
+/// (`mlAsymEigenVecs2`, `mlAsymEigenVecs3`), and the eigenvectors of A^T A (`mlATAEigenVecs`).
+
 #include "eigen/mlEigenVecs.h"
 #include "linalg/mlMatrix.h"
 #include "linalg/mlSlice.h"
@@ -18,6 +22,7 @@ class PASKOSDA_EXPORT mlAsymEigenVecs : public mlEigenVecs {
   virtual ~mlAsymEigenVecs();
 
  protected:
+  /// Holds m, as `mlEigenVecs` does; computes nothing.
   explicit mlAsymEigenVecs(const mlMatrix& m) noexcept : mlEigenVecs(m) {}
 
   /// out receives a unit null vector of A - lambda I: the right singular vector of its

@@ -1,6 +1,9 @@
 #ifndef PASKOSDA_EIGEN_MLEIGENVECS_H
 #define PASKOSDA_EIGEN_MLEIGENVECS_H
 
+/// \file
+/// `mlEigenVecs`, the common base of the eigen-solvers, and their state `mlEigenVecsStatus`.
+
 #include "containers/coDynArr.h"
 #include "linalg/mlMatrix.h"
 #include "linalg/mlSlice.h"
@@ -58,11 +61,11 @@ class PASKOSDA_EXPORT mlEigenVecs {
   /// back to 1e-6); the storage is kept.
   mlEigenVecs& become(const mlMatrix& m) noexcept;
 
-  const mlMatrix* matrix_;
-  mlMatrix eigen_vectors_;
-  doublecoDynArr eigen_values_;
-  double tolerance_ = 1e-6;
-  mlEigenVecsStatus status_ = mlEigenVecsNotCalculated;
+  const mlMatrix* matrix_;                               ///< The input matrix (borrowed).
+  mlMatrix eigen_vectors_;                               ///< One eigenvector per column.
+  doublecoDynArr eigen_values_;                          ///< The eigenvalues in result order.
+  double tolerance_ = 1e-6;                              ///< The solver's tolerance.
+  mlEigenVecsStatus status_ = mlEigenVecsNotCalculated;  ///< The solver's state.
 };
 
 #endif  // PASKOSDA_EIGEN_MLEIGENVECS_H

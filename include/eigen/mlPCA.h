@@ -1,6 +1,9 @@
 #ifndef PASKOSDA_EIGEN_MLPCA_H
 #define PASKOSDA_EIGEN_MLPCA_H
 
+/// \file
+/// Principal component analysis of a set of points, `mlPCA`.
+
 #include "containers/coDynArr.h"
 #include "containers/doublecoDynArr2D.h"
 #include "linalg/mlMatrix.h"

@@ -1,6 +1,10 @@
 #ifndef PASKOSDA_EIGEN_MLSYMEIGENVECS_H
 #define PASKOSDA_EIGEN_MLSYMEIGENVECS_H
 
+/// \file
+/// `mlSymEigenVecs`: every eigenvalue and eigenvector of a real symmetric matrix by the Jacobi
+/// method.
+
 #include "eigen/mlEigenVecs.h"
 #include "linalg/mlMatrix.h"
 #include "linalg/mlSlice.h"

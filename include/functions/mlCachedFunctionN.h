@@ -1,6 +1,9 @@
 #ifndef PASKOSDA_FUNCTIONS_MLCACHEDFUNCTIONN_H
 #define PASKOSDA_FUNCTIONS_MLCACHEDFUNCTIONN_H
 
+/// \file
+/// `mlCachedFunctionN`, a memo of the last value and partial derivatives of an `mlFunctionN`.
+
 #include "containers/coDynArr.h"
 #include "functions/mlFunction.h"
 #include "linalg/mlMatrix.h"

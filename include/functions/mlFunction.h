@@ -1,16 +1,17 @@
 #ifndef PASKOSDA_FUNCTIONS_MLFUNCTION_H
 #define PASKOSDA_FUNCTIONS_MLFUNCTION_H
 
-// The four abstract function interfaces every solver, integrator and minimiser works through.
-// A caller derives from the one that fits, implements the pure `function` and may override
-// derivatives and domain. The library only borrows function objects: it never owns or
-// deletes them. Evaluation is const; the order of the virtual operations below is part of
-// the binary interface and must not change.
-//
-// Two sentinel values appear throughout:
-//  - -DBL_MAX marks a cached double that is not yet computed (tested by plain equality);
-//  - -666.0 is what the default derivative operations return when a function offers no
-//    analytic derivative of the requested order.
+/// \file
+/// The four abstract function interfaces every solver, integrator and minimiser works through.
+/// A caller derives from the one that fits, implements the pure `function` and may override
+/// derivatives and domain. The library only borrows function objects: it never owns or
+/// deletes them. Evaluation is const; the order of the virtual operations below is part of
+/// the binary interface and must not change.
+///
+/// Two sentinel values appear throughout:
+///  - -DBL_MAX marks a cached double that is not yet computed (tested by plain equality);
+///  - -666.0 is what the default derivative operations return when a function offers no
+///    analytic derivative of the requested order.
 
 #include "linalg/mlMatrix.h"
 #include "linalg/mlSlice.h"
@@ -40,9 +41,11 @@ class PASKOSDA_EXPORT mlFunction {
  protected:
   /// max_deriv 2.
   mlFunction() noexcept = default;
-  // Copying belongs to the concrete classes: a copy through the base would slice.
+  /// Copying belongs to the concrete classes: a copy through the base would slice.
+  ///@{
   mlFunction(const mlFunction&) noexcept = default;
   mlFunction& operator=(const mlFunction&) noexcept = default;
+  ///@}
 
  private:
   int max_deriv_ = 2;
@@ -82,8 +85,12 @@ class PASKOSDA_EXPORT mlFunction2 {
  protected:
   /// max_deriv 2.
   mlFunction2() noexcept = default;
+  /// Copying belongs to the concrete classes (protected: a copy through the base would
+  /// slice).
+  ///@{
   mlFunction2(const mlFunction2&) noexcept = default;
   mlFunction2& operator=(const mlFunction2&) noexcept = default;
+  ///@}
 
  private:
   int max_deriv_ = 2;
@@ -120,8 +127,12 @@ class PASKOSDA_EXPORT mlFunctionN {
     dimension_ = dimension;
     return *this;
   }
+  /// Copying belongs to the concrete classes (protected: a copy through the base would
+  /// slice).
+  ///@{
   mlFunctionN(const mlFunctionN&) noexcept = default;
   mlFunctionN& operator=(const mlFunctionN&) noexcept = default;
+  ///@}
 
  private:
   int variables_;
@@ -151,8 +162,12 @@ class PASKOSDA_EXPORT mlFunctionN1 {
     variables_ = variables;
     return *this;
   }
+  /// Copying belongs to the concrete classes (protected: a copy through the base would
+  /// slice).
+  ///@{
   mlFunctionN1(const mlFunctionN1&) noexcept = default;
   mlFunctionN1& operator=(const mlFunctionN1&) noexcept = default;
+  ///@}
 
   /// Central differences with the absolute step h = 1.19e-7 in each of the n = `variables()`
   /// coordinates (n, not x's length): g[i] = (f(x + h e_i) - f(x - h e_i)) * 4201680.672268908,

@@ -1,10 +1,11 @@
 #ifndef PASKOSDA_FUNCTIONS_MLFUNCTIONAPPROXDERIV_H
 #define PASKOSDA_FUNCTIONS_MLFUNCTIONAPPROXDERIV_H
 
-// First derivatives of a wrapped function by one-sided differences. Each adapter borrows the
-// function it wraps, which must outlive it. The difference is forward, (f(p + h) - f(p)) / h,
-// and turns backward near the upper end of the domain; both ends are then clamped into the
-// domain, and the divisor stays h even when clamping shortened the interval, by design.
+/// \file
+/// First derivatives of a wrapped function by one-sided differences. Each adapter borrows the
+/// function it wraps, which must outlive it. The difference is forward, (f(p + h) - f(p)) / h,
+/// and turns backward near the upper end of the domain; both ends are then clamped into the
+/// domain, and the divisor stays h even when clamping shortened the interval, by design.
 
 #include "functions/mlFunction.h"
 #include "paskosda_export.h"

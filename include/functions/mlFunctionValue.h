@@ -1,6 +1,10 @@
 #ifndef PASKOSDA_FUNCTIONS_MLFUNCTIONVALUE_H
 #define PASKOSDA_FUNCTIONS_MLFUNCTIONVALUE_H
 
+/// \file
+/// `mlFunctionValue`, a point on an `mlFunction` whose value and first two derivatives are
+/// computed once and kept.
+
 #include <cfloat>
 
 #include "containers/utTags.h"

@@ -1,12 +1,13 @@
 #ifndef PASKOSDA_FUNCTIONS_MLINTEGRATE_H
 #define PASKOSDA_FUNCTIONS_MLINTEGRATE_H
 
-// Definite integrals of an `mlFunction` over [a, b] by successive halving of the step. All
-// three rules start from the one-interval trapezoid 0.5 (f(a) + f(b)) (b - a), f(a) evaluated
-// first, and at each halving evaluate the n new midpoints a + h, a + 3h, ... (n = 1, 2, 4, ...)
-// through `ml_sum`. Convergence is tested absolutely and strictly: |new - previous| <
-// tolerance. Nothing checks a < b; with a > b the signs follow from b - a. After s halvings
-// (s estimates for Simpson) 2 + (2^s - 1) function values have been taken.
+/// \file
+/// Definite integrals of an `mlFunction` over [a, b] by successive halving of the step. All
+/// three rules start from the one-interval trapezoid 0.5 (f(a) + f(b)) (b - a), f(a) evaluated
+/// first, and at each halving evaluate the n new midpoints a + h, a + 3h, ... (n = 1, 2, 4, ...)
+/// through `ml_sum`. Convergence is tested absolutely and strictly: |new - previous| <
+/// tolerance. Nothing checks a < b; with a > b the signs follow from b - a. After s halvings
+/// (s estimates for Simpson) 2 + (2^s - 1) function values have been taken.
 
 #include "functions/mlFunction.h"
 #include "paskosda_export.h"
@@ -23,9 +24,14 @@ class PASKOSDA_EXPORT mlIntegrate {
   virtual ~mlIntegrate();
 
  protected:
+  /// For the derived integrators.
   mlIntegrate() noexcept = default;
+  /// Copying belongs to the concrete classes (protected: a copy through the base would
+  /// slice).
+  ///@{
   mlIntegrate(const mlIntegrate&) noexcept = default;
   mlIntegrate& operator=(const mlIntegrate&) noexcept = default;
+  ///@}
 };
 
 /// The trapezoidal rule with step halving. The initial estimate counts as a step: at most

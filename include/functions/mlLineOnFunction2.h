@@ -1,6 +1,9 @@
 #ifndef PASKOSDA_FUNCTIONS_MLLINEONFUNCTION2_H
 #define PASKOSDA_FUNCTIONS_MLLINEONFUNCTION2_H
 
+/// \file
+/// `mlLineOnFunction2`, a function of two variables restricted to a straight line in (u, v).
+
 #include <cfloat>
 
 #include "functions/mlFunction.h"
@@ -41,8 +44,11 @@ class PASKOSDA_EXPORT mlLineOnFunction2 : public mlFunction {
  protected:
   /// For derived classes: no direction, origin 0, an unbounded window and no function.
   mlLineOnFunction2() noexcept = default;
+  /// Member-wise copying, for derived classes.
+  ///@{
   mlLineOnFunction2(const mlLineOnFunction2&) noexcept = default;
   mlLineOnFunction2& operator=(const mlLineOnFunction2&) noexcept = default;
+  ///@}
 
  private:
   // Fills t_lo_ and t_hi_ from the window.

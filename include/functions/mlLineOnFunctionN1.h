@@ -1,6 +1,10 @@
 #ifndef PASKOSDA_FUNCTIONS_MLLINEONFUNCTIONN1_H
 #define PASKOSDA_FUNCTIONS_MLLINEONFUNCTIONN1_H
 
+/// \file
+/// `mlLineOnFunctionN1`, a scalar function of several variables restricted to a line, as line
+/// searches see it.
+
 #include "functions/mlFunction.h"
 #include "linalg/mlVector.h"
 #include "paskosda_export.h"

@@ -1,6 +1,10 @@
 #ifndef PASKOSDA_FUNCTIONS_MLSQUAREDLENGTHFUNC2_H
 #define PASKOSDA_FUNCTIONS_MLSQUAREDLENGTHFUNC2_H
 
+/// \file
+/// `mlSquaredLengthFunc2`, the squared length of a vector function of two variables, with
+/// analytic derivatives.
+
 #include "functions/mlFunction.h"
 #include "linalg/mlVector.h"
 #include "paskosda_export.h"
@@ -22,9 +26,9 @@ class PASKOSDA_EXPORT mlSquaredLengthFunc2 : public mlFunction2 {
   /// The squared modulus of F(u, v).
   double function(double u, double v) const override;
   /// The partial derivative of orders (i in u, j in v), every product a scalar product:
-  /// (0, 0) is `function(u, v)`; (1, 0) and (0, 1) are 2 (F_a . F), F evaluated first;
-  /// (2, 0) and (0, 2) are 2 (F_aa . F + F_a . F_a), evaluating F_aa, F, F_a in this order;
-  /// (1, 1) is 2 (F_uv . F + F_u . F_v), evaluating F_uv, F, F_u, F_v in this order. Every
+  /// (0, 0) is `function(u, v)`; (1, 0) and (0, 1) are 2 (F_a · F), F evaluated first;
+  /// (2, 0) and (0, 2) are 2 (F_aa · F + F_a · F_a), evaluating F_aa, F, F_a in this order;
+  /// (1, 1) is 2 (F_uv · F + F_u · F_v), evaluating F_uv, F, F_u, F_v in this order. Every
   /// other pair (higher, mixed beyond (1, 1), or negative) is 0.0 without evaluating F.
   double uv_function_derivative(int i, int j, double u, double v) const override;
 

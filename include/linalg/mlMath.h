@@ -1,6 +1,10 @@
 #ifndef PASKOSDA_LINALG_MLMATH_H
 #define PASKOSDA_LINALG_MLMATH_H
 
+/// \file
+/// `mlMath`, static scalar helpers: clipping, interpolation, rescaling, tolerant comparison and
+/// derivatives of the circular and hyperbolic functions.
+
 #include <cmath>
 
 #include "paskosda_export.h"

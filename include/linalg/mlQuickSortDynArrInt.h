@@ -1,12 +1,16 @@
 #ifndef PASKOSDA_LINALG_MLQUICKSORTDYNARRINT_H
 #define PASKOSDA_LINALG_MLQUICKSORTDYNARRINT_H
 
+/// \file
+/// `mlQuickSortDynArrInt`, the in-place ascending sort of an `intcoDynArr`.
+
 #include "containers/coDynArr.h"
 #include "containers/coQuickSort.h"
 #include "paskosda_export.h"
 
-/// Sorts an `intcoDynArr` in place into ascending order:
-///   mlQuickSortDynArrInt().sort(&array, array.size());
+/// Sorts an `intcoDynArr` in place into ascending order.
+///
+///     mlQuickSortDynArrInt().sort(&array, array.size());
 class PASKOSDA_EXPORT mlQuickSortDynArrInt : public coQuickSort {
  public:
   mlQuickSortDynArrInt() = default;

@@ -1,6 +1,9 @@
 #ifndef PASKOSDA_LINALG_MLRANDOM_H
 #define PASKOSDA_LINALG_MLRANDOM_H
 
+/// \file
+/// `mlRandom`, a small deterministic pseudo-random generator.
+
 #include <cstdint>
 
 #include "paskosda_export.h"

@@ -1,6 +1,9 @@
 #ifndef PASKOSDA_LINALG_MLRANGE_H
 #define PASKOSDA_LINALG_MLRANGE_H
 
+/// \file
+/// `mlRange`, a closed interval of doubles, and the intersection of two ranges.
+
 #include <cfloat>
 #include <cmath>
 
@@ -16,7 +19,9 @@ class PASKOSDA_EXPORT mlRange {
   /// [a, b], neither ordered nor checked.
   mlRange(double a, double b) noexcept : min_(a), max_(b) {}
 
+  /// The lower end.
   double min() const noexcept { return min_; }
+  /// The upper end.
   double max() const noexcept { return max_; }
   /// max - min.
   double length() const noexcept { return max_ - min_; }

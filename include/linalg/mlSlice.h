@@ -1,6 +1,10 @@
 #ifndef PASKOSDA_LINALG_MLSLICE_H
 #define PASKOSDA_LINALG_MLSLICE_H
 
+/// \file
+/// `mlSlice`, the non-owning strided view of doubles, and the free functions on slices:
+/// `scalar_product`, distances, comparison and printing.
+
 #include <ostream>
 
 #include "containers/utCheck.h"
@@ -35,12 +39,21 @@ class PASKOSDA_EXPORT mlSlice {
   /// a slice made from const data is the caller's error.
   mlSlice(const double* data, int start, int stride, int count) noexcept
       : mlSlice(const_cast<double*>(data), start, stride, count) {}
+  /// Another view of the same elements.
   mlSlice(const mlSlice&) noexcept = default;
   ~mlSlice() = default;
 
-  /// Element i (no growth, no check).
-  double& operator[](int i) noexcept { return data_[start_ + stride_ * i]; }
-  double operator[](int i) const noexcept { return data_[start_ + stride_ * i]; }
+  /// Element i, below `dimension()` (no growth; asserted in checked builds).
+  double& operator[](int i) noexcept {
+    PASKOSDA_CHECK(i >= 0 && i < count_, "mlSlice::operator[](i = %d) of %d elements", i, count_);
+    return data_[start_ + stride_ * i];
+  }
+  /// Element i, below `dimension()` (asserted in checked builds).
+  double operator[](int i) const noexcept {
+    PASKOSDA_CHECK(i >= 0 && i < count_, "mlSlice::operator[](i = %d) const of %d elements", i,
+                   count_);
+    return data_[start_ + stride_ * i];
+  }
 
   /// The number of elements.
   int dimension() const noexcept { return count_; }
@@ -54,21 +67,27 @@ class PASKOSDA_EXPORT mlSlice {
 
   /// Copies the first dimension() elements of v (or of s) into the view; v must be at least
   /// as long.
+  ///@{
   mlSlice& operator=(const mlVector& v) noexcept;
   mlSlice& operator=(const mlSlice& s) noexcept;
+  ///@}
 
+  /// Multiplies each element by x.
   mlSlice& operator*=(double x) noexcept;
   /// Divides each element (a true division per element).
   mlSlice& operator/=(double x) noexcept;
+  /// Subtracts x from each element.
   mlSlice& operator-=(double x) noexcept;
   /// Subtracts the other slice element by element over this slice's dimension.
   mlSlice& operator-=(const mlSlice& s) noexcept;
+  /// Sets every element to x.
   void fill(double x) noexcept;
 
   /// The sum of the elements in order; 0.0 when empty.
   double sum() const noexcept;
   /// scalar_product(*this, *this).
   double modulus_squared() const noexcept;
+  /// sqrt(modulus_squared()).
   double modulus() const noexcept;
   /// The largest fabs(element); -DBL_MAX when empty (a NaN element never wins).
   double max_absolute_value() const noexcept;

@@ -1,6 +1,9 @@
 #ifndef PASKOSDA_LINALG_MLSTATS_H
 #define PASKOSDA_LINALG_MLSTATS_H
 
+/// \file
+/// `mlStats`, the running count, mean and variance of a stream of values.
+
 #include "paskosda_export.h"
 
 /// Running statistics of a stream of values: count, mean and variance, updated one value at

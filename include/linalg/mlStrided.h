@@ -1,9 +1,10 @@
 #ifndef PASKOSDA_LINALG_MLSTRIDED_H
 #define PASKOSDA_LINALG_MLSTRIDED_H
 
-// Reductions over strided runs of doubles, shared by vectors (stride 1), slices and tiny
-// vectors. Internal to the library (namespace paskosda_detail). Each is
-// a plain running accumulation in ascending index order: the order fixes the bits.
+/// \file
+/// Reductions over strided runs of doubles, shared by vectors (stride 1), slices and tiny
+/// vectors. Internal to the library (namespace paskosda_detail). Each is
+/// a plain running accumulation in ascending index order: the order fixes the bits.
 
 #include <cfloat>
 #include <cmath>

@@ -1,6 +1,10 @@
 #ifndef PASKOSDA_LINALG_MLTINYVECTOR_H
 #define PASKOSDA_LINALG_MLTINYVECTOR_H
 
+/// \file
+/// Tiny vectors `mlTinyVector2` ... `mlTinyVector6`: vectors of 2 to 6 doubles held by value,
+/// their free functions (`scalar_product`, `multiply`, ...) and the arrays of them.
+
 #include <cmath>
 #include <ostream>
 #include <type_traits>
@@ -28,15 +32,19 @@ class mlTinyVector {
   /// The N components, in order: mlTinyVector3 p(1.0, 2.0, 3.0).
   template <class... D, class = std::enable_if_t<sizeof...(D) == N - 1>>
   mlTinyVector(double x0, D... rest) noexcept : v_{x0, static_cast<double>(rest)...} {}
+  /// A copy of v.
   mlTinyVector(utCopyTag, const mlTinyVector& v) noexcept { become(utCopy, v); }
   /// Component i = p[i].
   mlTinyVector(utConvertTag, const double* p) noexcept { become(utConvert, p); }
+  /// Component i = a[i] + b[i].
   mlTinyVector(mlVectorAddTag, const mlTinyVector& a, const mlTinyVector& b) noexcept {
     become(mlVectorAdd, a, b);
   }
+  /// Component i = a[i] - b[i].
   mlTinyVector(mlVectorSubtractTag, const mlTinyVector& a, const mlTinyVector& b) noexcept {
     become(mlVectorSubtract, a, b);
   }
+  /// The product m * v (see `multiply`).
   mlTinyVector(mlMatrixProductTag, const mlMatrix& m, const mlTinyVector& v) noexcept {
     become(mlMatrixProduct, m, v);
   }
@@ -49,9 +57,12 @@ class mlTinyVector {
   }
 
   /// Component i (no check).
+  ///@{
   double& operator[](int i) noexcept { return v_[i]; }
   double operator[](int i) const noexcept { return v_[i]; }
+  ///@}
 
+  /// Multiplies every component by x.
   mlTinyVector& operator*=(double x) noexcept {
     for (int i = 0; i < N; ++i)
       v_[i] *= x;
@@ -65,31 +76,37 @@ class mlTinyVector {
       v_[i] *= r;
     return *this;
   }
+  /// Adds x to every component.
   mlTinyVector& operator+=(double x) noexcept {
     for (int i = 0; i < N; ++i)
       v_[i] += x;
     return *this;
   }
+  /// Subtracts x from every component.
   mlTinyVector& operator-=(double x) noexcept {
     for (int i = 0; i < N; ++i)
       v_[i] -= x;
     return *this;
   }
+  /// Component i += v[i].
   mlTinyVector& operator+=(const mlTinyVector& v) noexcept {
     for (int i = 0; i < N; ++i)
       v_[i] += v.v_[i];
     return *this;
   }
+  /// Component i += s[i] (s needs N elements).
   mlTinyVector& operator+=(const mlSlice& s) noexcept {
     for (int i = 0; i < N; ++i)
       v_[i] += s[i];
     return *this;
   }
+  /// Component i -= v[i].
   mlTinyVector& operator-=(const mlTinyVector& v) noexcept {
     for (int i = 0; i < N; ++i)
       v_[i] -= v.v_[i];
     return *this;
   }
+  /// Component i -= s[i] (s needs N elements).
   mlTinyVector& operator-=(const mlSlice& s) noexcept {
     for (int i = 0; i < N; ++i)
       v_[i] -= s[i];
@@ -114,15 +131,18 @@ class mlTinyVector {
       v_[i] = a.v_[i] - b.v_[i];
     return *this;
   }
+  /// All components 0.0.
   mlTinyVector& become(mlVectorZeroTag) noexcept {
     fill(0.0);
     return *this;
   }
+  /// Component i = p[i].
   mlTinyVector& become(utConvertTag, const double* p) noexcept {
     for (int i = 0; i < N; ++i)
       v_[i] = p[i];
     return *this;
   }
+  /// A copy of v.
   mlTinyVector& become(utCopyTag, const mlTinyVector& v) noexcept {
     *this = v;
     return *this;
@@ -150,17 +170,23 @@ class mlTinyVector {
     return *this;
   }
 
+  /// Sets every component to x.
   void fill(double x) noexcept {
     for (int i = 0; i < N; ++i)
       v_[i] = x;
   }
 
+  /// The N components, in order.
+  ///@{
   double* data() noexcept { return v_; }
   const double* data() const noexcept { return v_; }
+  ///@}
+  /// N.
   static constexpr int dimension() noexcept { return N; }
 
   /// The sum of the squared components in order.
   double modulus_squared() const noexcept { return paskosda_detail::strided_dot(v_, 1, v_, 1, N); }
+  /// sqrt(modulus_squared()).
   double modulus() const noexcept { return std::sqrt(modulus_squared()); }
   /// The sum of the components in order, from 0.0.
   double sum() const noexcept { return paskosda_detail::strided_sum(v_, 1, N); }
@@ -168,25 +194,32 @@ class mlTinyVector {
   double max_absolute_value() const noexcept { return paskosda_detail::strided_max_abs(v_, 1, N); }
 
   /// A slice with exactly these fields on the components.
+  ///@{
   mlSlice slice(int start, int stride, int count) noexcept {
     return mlSlice(v_, start, stride, count);
   }
   mlSlice slice(int start, int stride, int count) const noexcept {
     return mlSlice(static_cast<const double*>(v_), start, stride, count);
   }
+  ///@}
   /// slice(0, 1, N).
+  ///@{
   mlSlice slice() noexcept { return slice(0, 1, N); }
   mlSlice slice() const noexcept { return slice(0, 1, N); }
+  ///@}
 
  private:
   double v_[N];
 };
 
+/// The tiny vectors of 2, 3, 4, 5 and 6 components.
+///@{
 using mlTinyVector2 = mlTinyVector<2>;
 using mlTinyVector3 = mlTinyVector<3>;
 using mlTinyVector4 = mlTinyVector<4>;
 using mlTinyVector5 = mlTinyVector<5>;
 using mlTinyVector6 = mlTinyVector<6>;
+///@}
 
 static_assert(sizeof(mlTinyVector3) == 3 * sizeof(double), "a tiny vector is its components");
 static_assert(std::is_standard_layout<mlTinyVector6>::value, "a tiny vector is its components");
@@ -250,15 +283,21 @@ std::ostream& operator<<(std::ostream& os, const mlTinyVector<N>& v) {
   return paskosda_detail::print_on_ostream(os, v);
 }
 
+/// Growable arrays of tiny vectors.
+///@{
 using mlTinyVector2coDynArr = coDynArr<mlTinyVector2>;
 using mlTinyVector3coDynArr = coDynArr<mlTinyVector3>;
 using mlTinyVector4coDynArr = coDynArr<mlTinyVector4>;
 using mlTinyVector5coDynArr = coDynArr<mlTinyVector5>;
 using mlTinyVector6coDynArr = coDynArr<mlTinyVector6>;
+///@}
+/// Paged arrays of tiny vectors.
+///@{
 using mlTinyVector2coPageArr = coPageArr<mlTinyVector2>;
 using mlTinyVector3coPageArr = coPageArr<mlTinyVector3>;
 using mlTinyVector4coPageArr = coPageArr<mlTinyVector4>;
 using mlTinyVector5coPageArr = coPageArr<mlTinyVector5>;
 using mlTinyVector6coPageArr = coPageArr<mlTinyVector6>;
+///@}
 
 #endif  // PASKOSDA_LINALG_MLTINYVECTOR_H

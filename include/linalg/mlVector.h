@@ -1,6 +1,10 @@
 #ifndef PASKOSDA_LINALG_MLVECTOR_H
 #define PASKOSDA_LINALG_MLVECTOR_H
 
+/// \file
+/// The dense vector `mlVector` and the free functions on vectors: `scalar_product`, distances,
+/// comparison and printing.
+
 #include <ostream>
 
 #include "containers/coDynArr.h"
@@ -38,51 +42,72 @@ class PASKOSDA_EXPORT mlVector : public doublecoDynArr {
   /// Expands to n without clearing first, then sets every element to 0.0: a longer vector
   /// keeps its larger dimension. (Unlike mlVectorDim, deliberately.)
   mlVector& become(mlVectorZeroTag, int n) noexcept;
+  /// A copy of v (its dimension and elements).
   mlVector& become(utCopyTag, const mlVector& v) noexcept;
+  /// A copy of the slice's elements (its dimension).
   mlVector& become(utCopyTag, const mlSlice& s) noexcept;
   /// Expands to n (no clear first), then element i = p[i] for i < n.
   mlVector& become(utConvertTag, const double* p, int n) noexcept;
-  /// The product m * v; v must not be this vector.
+  /// The product m * v (see `multiply`); v must not be this vector.
+  ///@{
   mlVector& become(mlMatrixProductTag, const mlMatrix& m, const mlVector& v) noexcept;
   mlVector& become(mlMatrixProductTag, const mlMatrix& m, const mlSlice& v) noexcept;
+  ///@}
 
   /// Copies this vector's own dimension of elements from v (or s); never resizes.
+  ///@{
   mlVector& operator=(const mlVector& v) noexcept;
   mlVector& operator=(const mlSlice& s) noexcept;
+  ///@}
 
+  /// Multiplies each element by x.
   mlVector& operator*=(double x) noexcept;
   /// Divides each element (a true division per element).
   mlVector& operator/=(double x) noexcept;
+  /// Adds x to each element.
   mlVector& operator+=(double x) noexcept;
+  /// Subtracts x from each element.
   mlVector& operator-=(double x) noexcept;
+  /// Adds the other's elements, over this vector's dimension.
+  ///@{
   mlVector& operator+=(const mlVector& v) noexcept;
   mlVector& operator+=(const mlSlice& s) noexcept;
+  ///@}
+  /// Subtracts the other's elements, over this vector's dimension.
+  ///@{
   mlVector& operator-=(const mlVector& v) noexcept;
   mlVector& operator-=(const mlSlice& s) noexcept;
+  ///@}
 
   /// The dimension (the used count).
   int dimension() const noexcept { return used_; }
   /// Removes element i, moving the later ones down; the storage is kept.
   void delete_element(int i) noexcept;
+  /// Sets every element to x.
   void fill(double x) noexcept;
   /// The largest fabs(element); -DBL_MAX when empty (a NaN element never wins).
   double max_absolute_value() const noexcept;
   /// scalar_product(*this, *this).
   double modulus_squared() const noexcept;
+  /// sqrt(modulus_squared()).
   double modulus() const noexcept;
   /// The sum of the elements in order; 0.0 when empty.
   double sum() const noexcept;
 
   /// A slice with exactly these fields on this vector's storage.
+  ///@{
   mlSlice slice(int start, int stride, int count) noexcept {
     return mlSlice(data_, start, stride, count);
   }
   mlSlice slice(int start, int stride, int count) const noexcept {
     return mlSlice(static_cast<const double*>(data_), start, stride, count);
   }
+  ///@}
   /// slice(0, 1, dimension()).
+  ///@{
   mlSlice slice() noexcept { return slice(0, 1, used_); }
   mlSlice slice() const noexcept { return slice(0, 1, used_); }
+  ///@}
 };
 
 /// The sum of a[i] * b[i] over a's dimension, ascending, from 0.0.

@@ -1,9 +1,10 @@
 #ifndef PASKOSDA_OPTIM_MLCONSTRAINEDQUADRATICMINIMISER_H
 #define PASKOSDA_OPTIM_MLCONSTRAINEDQUADRATICMINIMISER_H
 
-// Minimisation of a quadratic 1/2 x^T H x + g^T x under linear inequality constraints
-// A_i x >= b_i by a two-stage active-set method. Null spaces and pseudo-inverses of the
-// active constraint normals come from the singular value decomposition at tolerance 1e-7.
+/// \file
+/// Minimisation of a quadratic 1/2 x^T H x + g^T x under linear inequality constraints
+/// A_i x >= b_i by a two-stage active-set method. Null spaces and pseudo-inverses of the
+/// active constraint normals come from the singular value decomposition at tolerance 1e-7.
 
 #include "containers/coDynArr.h"
 #include "linalg/mlMatrix.h"
@@ -107,20 +108,20 @@ class PASKOSDA_EXPORT mlConstrainedQuadraticMinimiser {
   /// A_i v.
   double product(int i, const mlVector& v) const noexcept;
 
-  int delete_overdetermined_;
-  int n_;
-  int m_;
-  mlMatrix A_;
-  mlVector b_;
-  intcoDynArr active_;
-  intcoDynArr good_;
-  intcoDynArr bad_;
-  mlMatrix normals_;
-  mlMatrix pinv_;
-  mlMatrix Z_;
-  mlMatrix Zt_;
-  intcoDynArr deleted_;
-  intcoDynArr overdetermined_;
+  int delete_overdetermined_;   ///< Whether `solve` deletes what stage 1 cannot meet.
+  int n_;                       ///< The number of variables (columns of A).
+  int m_;                       ///< The number of constraints (rows of A).
+  mlMatrix A_;                  ///< The constraint normals, scaled to unit length.
+  mlVector b_;                  ///< The right-hand sides, scaled alike.
+  intcoDynArr active_;          ///< The active constraints, in the order they became active.
+  intcoDynArr good_;            ///< The constraints met within 1e-7 at the last test.
+  intcoDynArr bad_;             ///< The constraints violated at the last test.
+  mlMatrix normals_;            ///< The active normals as columns (n by active count).
+  mlMatrix pinv_;               ///< The pseudo-inverse of `normals_`.
+  mlMatrix Z_;                  ///< A basis of the null space of the active normals.
+  mlMatrix Zt_;                 ///< The transpose of `Z_`.
+  intcoDynArr deleted_;         ///< The deleted constraints, each in the numbering of its time.
+  intcoDynArr overdetermined_;  ///< See `overdetermined_constraints`.
 
  private:
   int is_active(int i) const noexcept;

@@ -1,8 +1,9 @@
 #ifndef PASKOSDA_OPTIM_MLDOWNHILLSIMPLEX_H
 #define PASKOSDA_OPTIM_MLDOWNHILLSIMPLEX_H
 
-// The downhill simplex method (Nelder and Mead) for a minimum of a scalar function of several
-// variables, without derivatives.
+/// \file
+/// The downhill simplex method (Nelder and Mead) for a minimum of a scalar function of several
+/// variables, without derivatives.
 
 #include "containers/coDynArr.h"
 #include "functions/mlFunction.h"

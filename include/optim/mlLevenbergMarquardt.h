@@ -1,12 +1,13 @@
 #ifndef PASKOSDA_OPTIM_MLLEVENBERGMARQUARDT_H
 #define PASKOSDA_OPTIM_MLLEVENBERGMARQUARDT_H
 
-// Least-squares fitting of a model to points by the Levenberg-Marquardt method. A caller
-// describes the problem by deriving from `mlDistanceLeastSquares` (the signed distance of each
-// point from the model and its derivatives with respect to the parameters) and fits it with
-// `mlLevenbergMarquardt`, which minimises S(p) = sum of d_k(p)^2 by damped Gauss-Newton steps
-// solved with the Cholesky decomposition. The order of the virtual operations below is part
-// of the binary interface and must not change.
+/// \file
+/// Least-squares fitting of a model to points by the Levenberg-Marquardt method. A caller
+/// describes the problem by deriving from `mlDistanceLeastSquares` (the signed distance of each
+/// point from the model and its derivatives with respect to the parameters) and fits it with
+/// `mlLevenbergMarquardt`, which minimises S(p) = sum of d_k(p)^2 by damped Gauss-Newton steps
+/// solved with the Cholesky decomposition. The order of the virtual operations below is part
+/// of the binary interface and must not change.
 
 #include "linalg/mlMatrix.h"
 #include "linalg/mlVector.h"
@@ -61,9 +62,9 @@ class PASKOSDA_EXPORT mlDistanceLeastSquares {
   mlDistanceLeastSquares(const mlDistanceLeastSquares&) = delete;
   mlDistanceLeastSquares& operator=(const mlDistanceLeastSquares&) = delete;
 
-  int points_;
-  mlVector parameters_;
-  int precise_square_distance_ = 0;
+  int points_;                       ///< The number of points m.
+  mlVector parameters_;              ///< The current parameters (n of them).
+  int precise_square_distance_ = 0;  ///< See `have_precise_square_distance`.
 };
 
 /// Fits the parameters of an `mlDistanceLeastSquares` problem by the Levenberg-Marquardt
@@ -99,15 +100,15 @@ class PASKOSDA_EXPORT mlLevenbergMarquardt {
   void calc_derivs(const mlVector& p, mlVector& gradient);
 
   // The problem is held by address so that `become` can bind another one.
-  mlDistanceLeastSquares* problem_;
-  mlMatrix alpha_;
-  mlVector beta_;
-  double chi_square_ = 0.0;
-  mlVector saved_diagonal_;
-  double lambda_ = 0.0;
-  mlVector fit_parameters_;
-  mlVector trial_parameters_;
-  mlVector derivatives_;
+  mlDistanceLeastSquares* problem_;  ///< The problem fitted (borrowed).
+  mlMatrix alpha_;                   ///< J^T J at the last build (undamped between steps).
+  mlVector beta_;                    ///< -J^T d at the last build.
+  double chi_square_ = 0.0;          ///< S at the last build.
+  mlVector saved_diagonal_;          ///< The diagonal of alpha while a step damps it.
+  double lambda_ = 0.0;              ///< The current damping.
+  mlVector fit_parameters_;          ///< The last accepted parameters.
+  mlVector trial_parameters_;        ///< The parameters of the step being tried.
+  mlVector derivatives_;             ///< Scratch: a point's derivatives, then the step.
 };
 
 #endif  // PASKOSDA_OPTIM_MLLEVENBERGMARQUARDT_H

@@ -1,10 +1,11 @@
 #ifndef PASKOSDA_OPTIM_MLMINIMISER_H
 #define PASKOSDA_OPTIM_MLMINIMISER_H
 
-// Minimisation of a function of one variable: bracketing a minimum from two abscissae,
-// Brent's method inside a bracket, and `mlMinimiser`, a stateful search over a closed range
-// that uses the function's analytic derivatives where it declares them. All evaluation goes
-// through the `mlFunction` interface; nothing here throws, logs or allocates.
+/// \file
+/// Minimisation of a function of one variable: bracketing a minimum from two abscissae,
+/// Brent's method inside a bracket, and `mlMinimiser`, a stateful search over a closed range
+/// that uses the function's analytic derivatives where it declares them. All evaluation goes
+/// through the `mlFunction` interface; nothing here throws, logs or allocates.
 
 #include "functions/mlFunction.h"
 #include "functions/mlFunctionValue.h"
@@ -115,14 +116,14 @@ class PASKOSDA_EXPORT mlMinimiser {
 
  protected:
   // Protected like the search itself, for minimisers that drive it.
-  const mlFunction* objective_;
-  mlFunctionValue current_;
-  double lower_;
-  double upper_;
-  double tolerance_;
-  double absolute_minimum_;
-  int max_iterations_;
-  int iterations_ = 0;
+  const mlFunction* objective_;  ///< The function minimised (borrowed).
+  mlFunctionValue current_;      ///< The current best point, with what is known there.
+  double lower_;                 ///< The lower end of the range.
+  double upper_;                 ///< The upper end of the range.
+  double tolerance_;             ///< The bracket width that ends a search.
+  double absolute_minimum_;      ///< See `set_absolute_minimum`.
+  int max_iterations_;           ///< The passes allowed per search (100).
+  int iterations_ = 0;           ///< The passes used by the last search.
 };
 
 #endif  // PASKOSDA_OPTIM_MLMINIMISER_H

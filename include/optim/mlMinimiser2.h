@@ -1,42 +1,43 @@
 #ifndef PASKOSDA_OPTIM_MLMINIMISER2_H
 #define PASKOSDA_OPTIM_MLMINIMISER2_H
 
-// Minimisation over two parameters (u, v) inside a rectangular parameter patch, optionally
-// periodic in u or in v: `mlMinimiser2` minimises a scalar `mlFunction2`, `mlVectorMinimiser2`
-// the length of a vector function of (u, v) (projecting a point onto a parametric surface).
-// Both share `mlBaseMinimiser2`, which holds the patch, the tolerance, the iteration and its
-// step strategies.
-//
-// Each iteration, at the current point with value f and gradient g:
-//  1. A non-periodic parameter on its patch edge whose gradient points out of the patch is
-//     held, and the step runs along that edge: first a one-dimensional search over the edge
-//     (`mlMinimiser` on an `mlLineOnFunction2`), then Newton steps along it. Both parameters
-//     held: the corner is the minimum.
-//  2. Otherwise the first strategy that lowers the value is taken: the tangent-plane
-//     (Gauss-Newton) step of the vector minimiser, the Newton step, a Polak-Ribiere line step,
-//     a steepest-descent line step. Full steps leaving the patch are shortened to its edge;
-//     line steps stay inside it; periodic parameters are wrapped back into the patch.
-//  3. A Newton step shorter than the parameter tolerance ends the iteration (a tangent-plane
-//     step that short hands the decision to the Newton step).
-//
-// Where this goes beyond "first that lowers the value", it does so for the quality of the
-// result, and each member below says how:
-//  - the tangent-plane step is taken at once only when the value falls as its linear model
-//    predicts (within 10%: it then shrinks the distance at least ten-fold); otherwise the
-//    Newton step comes first, then the tangent-plane point (after a search along it when the
-//    value fell far more or far less than predicted);
-//  - a Newton step may raise the value by rounding (64 ulps of |f|), or by up to 1e-10 |f| when
-//    the gradient shrinks: near a minimum of large value the values stop resolving the step;
-//  - a one-dimensional search compares values too, so on an edge Newton steps along it
-//    finish the point;
-//  - before an edge minimum is reported, the line parallel to the edge 1e-3 of the patch width
-//    inside it is searched: a collapsed edge (a sphere's pole) looks like a minimum from each
-//    of its points;
-//  - at a point of zero gradient, or where steepest descent fails, a direction of negative
-//    curvature leaves a saddle.
-//
-// Nothing here throws or logs; nothing carries over between calls of `minimise` but the
-// settings.
+/// \file
+/// Minimisation over two parameters (u, v) inside a rectangular parameter patch, optionally
+/// periodic in u or in v: `mlMinimiser2` minimises a scalar `mlFunction2`, `mlVectorMinimiser2`
+/// the length of a vector function of (u, v) (projecting a point onto a parametric surface).
+/// Both share `mlBaseMinimiser2`, which holds the patch, the tolerance, the iteration and its
+/// step strategies.
+///
+/// Each iteration, at the current point with value f and gradient g:
+///  1. A non-periodic parameter on its patch edge whose gradient points out of the patch is
+///     held, and the step runs along that edge: first a one-dimensional search over the edge
+///     (`mlMinimiser` on an `mlLineOnFunction2`), then Newton steps along it. Both parameters
+///     held: the corner is the minimum.
+///  2. Otherwise the first strategy that lowers the value is taken: the tangent-plane
+///     (Gauss-Newton) step of the vector minimiser, the Newton step, a Polak-Ribiere line step,
+///     a steepest-descent line step. Full steps leaving the patch are shortened to its edge;
+///     line steps stay inside it; periodic parameters are wrapped back into the patch.
+///  3. A Newton step shorter than the parameter tolerance ends the iteration (a tangent-plane
+///     step that short hands the decision to the Newton step).
+///
+/// Where this goes beyond "first that lowers the value", it does so for the quality of the
+/// result, and each member below says how:
+///  - the tangent-plane step is taken at once only when the value falls as its linear model
+///    predicts (within 10%: it then shrinks the distance at least ten-fold); otherwise the
+///    Newton step comes first, then the tangent-plane point (after a search along it when the
+///    value fell far more or far less than predicted);
+///  - a Newton step may raise the value by rounding (64 ulps of |f|), or by up to 1e-10 |f| when
+///    the gradient shrinks: near a minimum of large value the values stop resolving the step;
+///  - a one-dimensional search compares values too, so on an edge Newton steps along it
+///    finish the point;
+///  - before an edge minimum is reported, the line parallel to the edge 1e-3 of the patch width
+///    inside it is searched: a collapsed edge (a sphere's pole) looks like a minimum from each
+///    of its points;
+///  - at a point of zero gradient, or where steepest descent fails, a direction of negative
+///    curvature leaves a saddle.
+///
+/// Nothing here throws or logs; nothing carries over between calls of `minimise` but the
+/// settings.
 
 #include <cfloat>
 
@@ -144,7 +145,7 @@ class PASKOSDA_EXPORT mlBaseMinimiser2 {
   /// than 1e-10 |f| while the gradient shrinks; converged when shorter than the tolerance (or,
   /// with finite-difference derivatives, than the step their rounding noise allows).
   Step newton_step();
-  /// The Polak-Ribiere direction -g + beta d_prev, beta = g.(g - g_prev) / |g_prev|^2, minimised
+  /// The Polak-Ribiere direction -g + beta d_prev, beta = g·(g - g_prev) / |g_prev|^2, minimised
   /// along the line. Only right after a steepest-descent line step (so restarted every second
   /// iteration) and when beta > 0 and the direction descends; otherwise StepFailed.
   Step polak_ribiere_step();
@@ -176,13 +177,12 @@ class PASKOSDA_EXPORT mlBaseMinimiser2 {
   void count_evaluation() const noexcept { ++evaluations_; }
 
   // The current point, its value and gradient, valid during `minimise`.
-  double u_ = 0.0;
-  double v_ = 0.0;
-  double f_ = 0.0;
-  double gu_ = 0.0;
-  double gv_ = 0.0;
-  // The tolerance of this `minimise`.
-  double tol_ = 1e-10;
+  double u_ = 0.0;      ///< The current u.
+  double v_ = 0.0;      ///< The current v.
+  double f_ = 0.0;      ///< The value at (u_, v_).
+  double gu_ = 0.0;     ///< The derivative in u at (u_, v_).
+  double gv_ = 0.0;     ///< The derivative in v at (u_, v_).
+  double tol_ = 1e-10;  ///< The parameter tolerance of this `minimise`.
 
  private:
   class PatchFunction;

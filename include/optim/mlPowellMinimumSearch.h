@@ -1,8 +1,9 @@
 #ifndef PASKOSDA_OPTIM_MLPOWELLMINIMUMSEARCH_H
 #define PASKOSDA_OPTIM_MLPOWELLMINIMUMSEARCH_H
 
-// Powell's direction-set search for a minimum of a scalar function of several variables,
-// without derivatives.
+/// \file
+/// Powell's direction-set search for a minimum of a scalar function of several variables,
+/// without derivatives.
 
 #include "functions/mlFunction.h"
 #include "linalg/mlMatrix.h"

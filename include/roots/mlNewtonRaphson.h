@@ -1,6 +1,10 @@
 #ifndef PASKOSDA_ROOTS_MLNEWTONRAPHSON_H
 #define PASKOSDA_ROOTS_MLNEWTONRAPHSON_H
 
+/// \file
+/// `mlNewtonRaphson`: Newton's method for a square system of equations given as an
+/// `mlFunctionN`.
+
 #include "functions/mlFunction.h"
 #include "linalg/mlMatrix.h"
 #include "linalg/mlVector.h"
@@ -45,6 +49,7 @@ class PASKOSDA_EXPORT mlNewtonRaphson {
   int iteration() const noexcept { return iteration_; }
   /// The iteration limit (20 unless set).
   int max_iterations() const noexcept { return max_iterations_; }
+  /// Sets the iteration limit of the following solves.
   void set_max_iterations(int n) noexcept { max_iterations_ = n; }
 
  private:

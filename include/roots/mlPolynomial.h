@@ -1,6 +1,10 @@
 #ifndef PASKOSDA_ROOTS_MLPOLYNOMIAL_H
 #define PASKOSDA_ROOTS_MLPOLYNOMIAL_H
 
+/// \file
+/// Polynomials of one variable with double coefficients (`mlPolynomial`), on operations shared
+/// with the polynomial curves.
+
 #include <cmath>
 #include <ostream>
 
@@ -8,6 +12,9 @@
 #include "containers/utCheck.h"
 #include "containers/utOstream.h"
 
+/// Implementation details that the headers must show to the compiler; not part of the
+/// interface. `PolynomialFamily` is documented as the base that gives `mlPolynomial` and the
+/// polynomial curves their operations.
 namespace paskosda_detail {
 
 // What the polynomial algorithms below need of a coefficient type: they run unchanged on
@@ -137,7 +144,7 @@ class PolynomialFamily {
     dc = degree;
   }
 
-  /// The interpolating polynomial of degree n through (t[i], y[i]), i = 0 .. n, by Lagrange's
+  /// The interpolating polynomial of degree n through (t[i], y[i]), i = 0 ... n, by Lagrange's
   /// construction: for each i the basis polynomial, the product of (t - t[j]) / (t[i] - t[j])
   /// over j != i in increasing order, times y[i], summed into c. Coincident parameters divide
   /// by zero; they are not checked.
@@ -169,9 +176,9 @@ class PolynomialFamily {
     }
   }
 
-  /// The interpolating polynomial through y[0 .. n] placed over [t0, t1] by cumulative
+  /// The interpolating polynomial through y[0 ... n] placed over [t0, t1] by cumulative
   /// distance between successive kept values. A value within 1e-10 of the last kept one is
-  /// dropped as a repeat; the degree is the number of kept values minus one, and c[0 .. n] is
+  /// dropped as a repeat; the degree is the number of kept values minus one, and c[0 ... n] is
   /// zeroed first. A single kept value gives the zero polynomial (not the constant y[0]).
   void fit(double t0, double t1, const C* y, int n, C* c) noexcept {
     values_.clear(0);

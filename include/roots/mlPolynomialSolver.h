@@ -1,12 +1,15 @@
 #ifndef PASKOSDA_ROOTS_MLPOLYNOMIALSOLVER_H
 #define PASKOSDA_ROOTS_MLPOLYNOMIALSOLVER_H
 
+/// \file
+/// `mlPolynomialSolver`: the real roots and extrema of a real polynomial of any degree.
+
 #include <complex>
 
 #include "paskosda_export.h"
 
 /// Real roots and extrema of a real polynomial of any degree, given as mlPolynomial gives
-/// polynomials: an int degree d and the coefficients c[0 .. d], lowest power first. All
+/// polynomials: an int degree d and the coefficients c[0 ... d], lowest power first. All
 /// operations are static; they do not allocate for degrees up to 64 and are deterministic (no
 /// random starts), so the same input gives the same bits.
 ///
@@ -64,7 +67,7 @@ class PASKOSDA_EXPORT mlPolynomialSolver {
   /// -1 when an iteration did not converge or a coefficient is not finite (the roots found
   /// before are written all the same).
   static int zerpol(int degree, const double* c, double* re, double* im) noexcept;
-  /// Laguerre's iteration for one root of the complex polynomial a[0 .. degree] from x.
+  /// Laguerre's iteration for one root of the complex polynomial a[0 ... degree] from x.
   /// Converged (returns 1) when |p(x)| is within the rounding of its own evaluation or the
   /// step no longer changes x; every tenth step is shortened to break limit cycles. Returns 0
   /// when 100 iterations ran out (or degree < 1); x holds the last iterate and `iterations`

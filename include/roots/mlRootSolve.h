@@ -1,6 +1,10 @@
 #ifndef PASKOSDA_ROOTS_MLROOTSOLVE_H
 #define PASKOSDA_ROOTS_MLROOTSOLVE_H
 
+/// \file
+/// `mlRootSolve`: closed-form roots of quadratic, cubic and quartic equations, and Newton and
+/// regula falsi iterations for functions of one variable.
+
 #include "functions/mlFunction.h"
 #include "paskosda_export.h"
 

@@ -1,6 +1,10 @@
 #ifndef PASKOSDA_ROOTS_MLTINYVECTORPOLYNOMIAL_H
 #define PASKOSDA_ROOTS_MLTINYVECTORPOLYNOMIAL_H
 
+/// \file
+/// Polynomial curves with tiny-vector coefficients, `mlTinyVector2Polynomial` ...
+/// `mlTinyVector6Polynomial`.
+
 #include <cmath>
 
 #include "linalg/mlTinyVector.h"
@@ -37,7 +41,7 @@ class mlTinyVectorPolynomial : public paskosda_detail::PolynomialFamily<mlTinyVe
   mlTinyVectorPolynomial& operator=(const mlTinyVectorPolynomial&) = delete;
   ~mlTinyVectorPolynomial() = default;
 
-  /// The scalar polynomial a(t) . b(t): dc = da + db, c zeroed, then
+  /// The scalar polynomial a(t) · b(t): dc = da + db, c zeroed, then
   /// c[i + j] += scalar_product(b[j], a[i]) with the loop over a outside.
   static void scalar_product(int da, const mlTinyVector<N>* a, int db, const mlTinyVector<N>* b,
                              int& dc, double* c) noexcept {
@@ -50,10 +54,13 @@ class mlTinyVectorPolynomial : public paskosda_detail::PolynomialFamily<mlTinyVe
   }
 };
 
+/// The polynomial curves of tiny vectors of 2, 3, 4, 5 and 6 components.
+///@{
 using mlTinyVector2Polynomial = mlTinyVectorPolynomial<2>;
 using mlTinyVector3Polynomial = mlTinyVectorPolynomial<3>;
 using mlTinyVector4Polynomial = mlTinyVectorPolynomial<4>;
 using mlTinyVector5Polynomial = mlTinyVectorPolynomial<5>;
 using mlTinyVector6Polynomial = mlTinyVectorPolynomial<6>;
+///@}
 
 #endif  // PASKOSDA_ROOTS_MLTINYVECTORPOLYNOMIAL_H

@@ -1,6 +1,10 @@
 #ifndef PASKOSDA_SPARSE_MLSPARSEMATRIX_H
 #define PASKOSDA_SPARSE_MLSPARSEMATRIX_H
 
+/// \file
+/// Sparse matrices: the general `mlSparseMatrix` and the symmetric `mlSparseSymMatrix`, on
+/// their common base `mlSparseMatrixBase`.
+
 #include <memory>
 #include <utility>
 
@@ -34,8 +38,11 @@ class mlSparseRowcoDynArrPrgcoPrg {
     return *this;
   }
 
+  /// The owned row; only while one is owned.
+  ///@{
   mlSparseRow* operator->() const noexcept { return row_.get(); }
   mlSparseRow& operator*() const noexcept { return *row_; }
+  ///@}
   /// Gives up ownership and returns the row (null when nothing was owned).
   mlSparseRow* release() noexcept { return row_.release(); }
 
@@ -51,6 +58,7 @@ static_assert(sizeof(mlSparseRowcoDynArrPrgcoPrg) == sizeof(mlSparseRow*),
 static_assert(!paskosda_detail::copies_bitwise<mlSparseRowcoDynArrPrgcoPrg>,
               "arrays of row owners copy their elements by assignment (moving ownership)");
 
+/// The row table of a sparse matrix: a growable array of row owners.
 using mlSparseRowcoDynArrPrgcoPrgcoDynArr = coDynArr<mlSparseRowcoDynArrPrgcoPrg>;
 
 class mlSparseMatrix;
@@ -73,7 +81,9 @@ class PASKOSDA_EXPORT mlSparseMatrixBase {
   void set_invalid() noexcept;
   /// 1 when the matrix has no rows; else 0.
   int invalid() const noexcept { return rows_.size() == 0 ? 1 : 0; }
+  /// The number of rows.
   int rows() const noexcept { return rows_.size(); }
+  /// The number of columns.
   int cols() const noexcept { return cols_; }
   /// The number of stored entries (zeros included) over all rows.
   int num_non_zero_elements() const noexcept;
@@ -116,14 +126,17 @@ class PASKOSDA_EXPORT mlSparseMatrixBase {
   /// result is 0.0 both for disjoint rows and for products that cancel).
   static int row_dot_product(mlSparseRowIT& a, mlSparseRowIT& b, double& result) noexcept;
 
+  /// Row i (in range: asserted in checked builds).
+  ///@{
   mlSparseRow& row_at(int i) noexcept {
-    PASKOSDA_CHECK(i >= 0 && i < rows_.size(), "sparse matrix row %d of %d rows", i, rows_.size());
+    PASKOSDA_CHECK(i >= 0 && i < rows_.size(), "sparse matrix: row %d of %d rows", i, rows_.size());
     return *rows_.data()[i];
   }
   const mlSparseRow& row_at(int i) const noexcept {
     PASKOSDA_CHECK(i >= 0 && i < rows_.size(), "sparse matrix row %d of %d rows", i, rows_.size());
     return *rows_.data()[i];
   }
+  ///@}
   /// Appends (j, v) to row i.
   void append_entry(int i, int j, double v) noexcept {
     PASKOSDA_CHECK(i >= 0 && i < rows_.size() && j >= 0 && j < cols_,
@@ -150,6 +163,7 @@ class PASKOSDA_EXPORT mlSparseMatrix : public mlSparseMatrixBase {
  public:
   /// No rows and no columns (invalid).
   mlSparseMatrix() noexcept = default;
+  /// A deep copy of a.
   mlSparseMatrix(utCopyTag, const mlSparseMatrix& a) noexcept { become(utCopy, a); }
   /// The full matrix that the symmetric s stands for.
   mlSparseMatrix(utCopyTag, const mlSparseSymMatrix& s) noexcept { become(utCopy, s); }
@@ -169,11 +183,14 @@ class PASKOSDA_EXPORT mlSparseMatrix : public mlSparseMatrixBase {
   mlSparseMatrix(mlSparseMatrix&& a) noexcept = default;
   ~mlSparseMatrix() = default;
 
+  /// Makes this a deep copy of a. Returns this.
   mlSparseMatrix& become(utCopyTag, const mlSparseMatrix& a) noexcept;
   /// The full matrix: row i of s gives (i, j, v) and, for j > i, (j, i, v); walking s's rows
   /// in ascending order keeps every row sorted.
   mlSparseMatrix& become(utCopyTag, const mlSparseSymMatrix& s) noexcept;
+  /// r empty rows of c columns (the existing rows are emptied and reused). Returns this.
   mlSparseMatrix& become(mlMatrixZeroTag, int r, int c) noexcept;
+  /// The n by n identity. Returns this.
   mlSparseMatrix& become(mlMatrixIdentityTag, int n) noexcept;
   /// The transpose of a (a may be this matrix): a's rows are walked in ascending order and
   /// each entry (i, j, v) appended as (j, i, v), which keeps every row sorted. When the
@@ -189,7 +206,11 @@ class PASKOSDA_EXPORT mlSparseMatrix : public mlSparseMatrixBase {
   /// Appends (j, v) to row i; it neither searches nor replaces.
   void set(int i, int j, double v) noexcept { append_entry(i, j, v); }
   /// The value stored at (i, j), or 0.0.
-  double element(int i, int j) const noexcept { return row_at(i).element(j); }
+  double element(int i, int j) const noexcept {
+    PASKOSDA_CHECK(i >= 0 && i < rows() && j >= 0 && j < cols(),
+                   "mlSparseMatrix::element(%d, %d) of a %d by %d matrix", i, j, rows(), cols());
+    return row_at(i).element(j);
+  }
   /// The last column stored in row i, or -1 for an empty row.
   int last_in_row(int i) const noexcept { return row_at(i).last_column_index(); }
   /// 1 when rows() = cols(); else 0.
@@ -234,6 +255,7 @@ class PASKOSDA_EXPORT mlSparseSymMatrix : public mlSparseMatrixBase {
   mlSparseSymMatrix(mlMatrixZeroTag, int n) noexcept { become(mlMatrixZero, n); }
   /// The n by n identity.
   mlSparseSymMatrix(mlMatrixIdentityTag, int n) noexcept { become(mlMatrixIdentity, n); }
+  /// A deep copy of s.
   mlSparseSymMatrix(utCopyTag, const mlSparseSymMatrix& s) noexcept { become(utCopy, s); }
   /// The upper triangle of a^T a.
   mlSparseSymMatrix(mlMatrixPremultiplyTransposeTag, const mlSparseMatrix& a) noexcept {
@@ -243,8 +265,11 @@ class PASKOSDA_EXPORT mlSparseSymMatrix : public mlSparseMatrixBase {
   mlSparseSymMatrix(mlSparseSymMatrix&& s) noexcept = default;
   ~mlSparseSymMatrix() = default;
 
+  /// n by n, no entries (the existing rows are emptied and reused). Returns this.
   mlSparseSymMatrix& become(mlMatrixZeroTag, int n) noexcept;
+  /// The n by n identity. Returns this.
   mlSparseSymMatrix& become(mlMatrixIdentityTag, int n) noexcept;
+  /// Makes this a deep copy of s. Returns this.
   mlSparseSymMatrix& become(utCopyTag, const mlSparseSymMatrix& s) noexcept;
   /// The upper triangle of a^T a, a.cols() by a.cols(): row c holds, for every j >= c that some
   /// row k of a has in common with c, the sum over ascending k of a(k, c) * a(k, j), starting
@@ -257,6 +282,8 @@ class PASKOSDA_EXPORT mlSparseSymMatrix : public mlSparseMatrixBase {
   void set(int i, int j, double v) noexcept { append_entry(i, j, v); }
   /// The value at (i, j) of the full matrix: row min(i, j)'s value at column max(i, j).
   double element(int i, int j) const noexcept {
+    PASKOSDA_CHECK(i >= 0 && i < rows() && j >= 0 && j < cols(),
+                   "mlSparseSymMatrix::element(%d, %d) of a %d by %d matrix", i, j, rows(), cols());
     return i <= j ? row_at(i).element(j) : row_at(j).element(i);
   }
   /// The last column stored in row i; for an empty row i - 1, by design (not -1 as for the

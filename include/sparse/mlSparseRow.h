@@ -1,6 +1,10 @@
 #ifndef PASKOSDA_SPARSE_MLSPARSEROW_H
 #define PASKOSDA_SPARSE_MLSPARSEROW_H
 
+/// \file
+/// Sparse rows: the entry `mlSparseElement`, the row `mlSparseRow` and its iterator
+/// `mlSparseRowIT`.
+
 #include <cfloat>
 #include <climits>
 #include <type_traits>
@@ -20,8 +24,11 @@ class mlSparseElement {
   mlSparseElement() noexcept = default;
   /// The entry (column, value).
   mlSparseElement(int column, double value) noexcept : column_(column), value_(value) {}
+  /// Copies column and value.
+  ///@{
   mlSparseElement(const mlSparseElement&) noexcept = default;
   mlSparseElement& operator=(const mlSparseElement&) noexcept = default;
+  ///@}
   ~mlSparseElement() = default;
 
   /// Multiplies the value (the column is kept); returns this element.
@@ -52,6 +59,7 @@ static_assert(std::is_standard_layout<mlSparseElement>::value && sizeof(mlSparse
 static_assert(paskosda_detail::copies_bitwise<mlSparseElement>,
               "arrays of mlSparseElement copy their elements as raw bytes");
 
+/// A growable array of sparse elements: the storage of an `mlSparseRow`.
 using mlSparseElementcoDynArr = coDynArr<mlSparseElement>;
 
 class mlSparseRow;
@@ -59,13 +67,17 @@ class mlSparseRow;
 /// A forward iterator over the elements of a sparse row (the array iterator of
 /// `mlSparseElementcoDynArr`). It starts before the first element; `advance()` steps onto the
 /// first, then each following element, and past the last it resets itself, so that the next
-/// walk starts again at the first element:
-///   for (const mlSparseElement* e = it.advance(); e != nullptr; e = it.advance()) ...
-/// It stays valid while the row is not reallocated or resized.
+/// walk starts again at the first element. It stays valid while the row is not reallocated
+/// or resized.
+///
+///     for (const mlSparseElement* e = it.advance(); e != nullptr; e = it.advance()) ...
 class mlSparseRowIT : public coDynArrcoIterator<mlSparseElement> {
  public:
+  /// Another iterator over the same row, at the same position.
+  ///@{
   mlSparseRowIT(const mlSparseRowIT&) noexcept = default;
   mlSparseRowIT& operator=(const mlSparseRowIT&) noexcept = default;
+  ///@}
   ~mlSparseRowIT() = default;
 
   /// Steps to the next element (the first one after `reset()`) and returns it; past the last
@@ -81,10 +93,13 @@ class mlSparseRowIT : public coDynArrcoIterator<mlSparseElement> {
   int undefined() const noexcept { return current_ == nullptr ? 1 : 0; }
 
   /// The element the iterator stands on; not to be used while `undefined()`.
+  ///@{
   const mlSparseElement& operator*() const noexcept { return *current_; }
   const mlSparseElement* operator->() const noexcept { return current_; }
+  ///@}
 
  protected:
+  /// An iterator over row, before its first element (see `mlSparseRow::iterator`).
   explicit mlSparseRowIT(const mlSparseElementcoDynArr* row) noexcept
       : coDynArrcoIterator<mlSparseElement>(row) {}
 

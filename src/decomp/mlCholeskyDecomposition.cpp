@@ -74,7 +74,7 @@ void mlCholeskyDecomposition::matrix_original(mlMatrix& m) const noexcept {
 
 void mlCholeskyDecomposition::solve(const mlVector& b, mlVector& x) const noexcept {
   PASKOSDA_CHECK(&b != &x, "mlCholeskyDecomposition::solve: x is b");
-  PASKOSDA_CHECK(b.dimension() >= dimension(),
+  PASKOSDA_CHECK(b.dimension() == dimension(),
                  "mlCholeskyDecomposition::solve: b has %d elements, n = %d", b.dimension(),
                  dimension());
   ml_cholesky_substitute(factors_, diagonal_, b.data(), x);

@@ -69,7 +69,7 @@ void mlLUDecomposition::permutation_matrix(mlMatrix& p) const noexcept {
 void mlLUDecomposition::solve(const mlVector& b, mlVector& x) const noexcept {
   const int n = dimension();
   PASKOSDA_CHECK(&b != &x, "mlLUDecomposition::solve: x is b");
-  PASKOSDA_CHECK(b.dimension() >= n, "mlLUDecomposition::solve: b has %d elements, n = %d",
+  PASKOSDA_CHECK(b.dimension() == n, "mlLUDecomposition::solve: b has %d elements, n = %d",
                  b.dimension(), n);
   x.become(utCopy, b);
   // An empty system has nothing to substitute (the last step would address row -1).

@@ -37,6 +37,7 @@ mlMatrix::mlMatrix(mlMatrix&& a) noexcept
 }
 
 mlMatrix& mlMatrix::become(int r, int c) noexcept {
+  PASKOSDA_CHECK(r >= 0 && c >= 0, "mlMatrix::become(r = %d, c = %d)", r, c);
   clear(0);
   expand(r * c);
   rows_ = r;
@@ -95,6 +96,8 @@ mlMatrix& mlMatrix::become(mlMatrixProductTag, const mlMatrix& a, const mlMatrix
 }
 
 mlMatrix& mlMatrix::become(utConvertTag, const double* p, int r, int c) noexcept {
+  PASKOSDA_CHECK(r * c == 0 || p != nullptr, "mlMatrix::become(utConvert, p, %d, %d): p is null", r,
+                 c);
   become(r, c);
   const int n = r * c;
   for (int i = 0; i < n; ++i)
@@ -134,6 +137,8 @@ void mlMatrix::append_row(const mlVector& v) noexcept {
 }
 
 void mlMatrix::append_col(const mlVector& v) noexcept {
+  PASKOSDA_CHECK(v.dimension() >= rows_, "mlMatrix::append_col: a column of %d for %d rows",
+                 v.dimension(), rows_);
   doublecoDynArr2D t(rows_, cols_, 1, 1);
   t.expand(rows_, cols_);
   for (int i = 0; i < rows_; ++i) {
@@ -153,6 +158,7 @@ void mlMatrix::append_col(const mlVector& v) noexcept {
 }
 
 void mlMatrix::delete_row(int i) noexcept {
+  PASKOSDA_CHECK(i >= 0 && i < rows_, "mlMatrix::delete_row(%d) of %d rows", i, rows_);
   double* d = &(*this)[0];
   for (int k = (i + 1) * cols_; k < used_; ++k)
     d[k - cols_] = d[k];
@@ -161,6 +167,7 @@ void mlMatrix::delete_row(int i) noexcept {
 }
 
 void mlMatrix::delete_col(int j) noexcept {
+  PASKOSDA_CHECK(j >= 0 && j < cols_, "mlMatrix::delete_col(%d) of %d columns", j, cols_);
   const int new_cols = cols_ - 1;
   // Compacting row by row from the front never overwrites an element not yet moved.
   for (int i = 0; i < rows_; ++i) {
@@ -173,6 +180,8 @@ void mlMatrix::delete_col(int j) noexcept {
 }
 
 void mlMatrix::swap_rows(int a, int b) noexcept {
+  PASKOSDA_CHECK(a >= 0 && a < rows_ && b >= 0 && b < rows_,
+                 "mlMatrix::swap_rows(%d, %d) of %d rows", a, b, rows_);
   double* ra = data_ + cols_ * a;
   double* rb = data_ + cols_ * b;
   for (int k = 0; k < cols_; ++k) {
@@ -183,6 +192,8 @@ void mlMatrix::swap_rows(int a, int b) noexcept {
 }
 
 void mlMatrix::swap_cols(int a, int b) noexcept {
+  PASKOSDA_CHECK(a >= 0 && a < cols_ && b >= 0 && b < cols_,
+                 "mlMatrix::swap_cols(%d, %d) of %d columns", a, b, cols_);
   double* d = &(*this)[0];
   for (int i = 0; i < rows_; ++i) {
     const double t = d[cols_ * i + a];
@@ -192,6 +203,7 @@ void mlMatrix::swap_cols(int a, int b) noexcept {
 }
 
 void mlMatrix::expand(int r, int c, double fill) noexcept {
+  PASKOSDA_CHECK(r >= 0 && c >= 0, "mlMatrix::expand(r = %d, c = %d)", r, c);
   if (r == rows_ && c == cols_) return;
   doublecoDynArr2D t(rows_, cols_, 1, 1);
   t.expand(rows_, cols_);
@@ -218,13 +230,15 @@ void mlMatrix::expand(int r, int c, double fill) noexcept {
 }
 
 void multiply(const mlMatrix& a, const mlMatrix& b, mlMatrix& c) noexcept {
+  PASKOSDA_CHECK(a.cols() == b.rows(), "multiply: a is %dx%d, b is %dx%d", a.rows(), a.cols(),
+                 b.rows(), b.cols());
   if (&c == &a || &c == &b) {
     mlMatrix t;
     multiply(a, b, t);
     c.become(utCopy, t);
     return;
   }
-  PASKOSDA_CHECK(a.size() >= a.rows() * a.cols() && b.size() >= a.cols() * b.cols(),
+  PASKOSDA_CHECK(a.size() >= a.rows() * a.cols() && b.size() >= b.rows() * b.cols(),
                  "multiply: a is %dx%d (%d stored), b is %dx%d (%d stored)", a.rows(), a.cols(),
                  a.size(), b.rows(), b.cols(), b.size());
   c.become(a.rows(), b.cols());
@@ -239,7 +253,7 @@ void multiply(const mlMatrix& a, const mlVector& v, mlVector& w) noexcept {
 }
 
 void multiply(const mlMatrix& a, const mlSlice& v, mlVector& w) noexcept {
-  PASKOSDA_CHECK(a.size() >= a.rows() * a.cols() && v.dimension() >= a.cols(),
+  PASKOSDA_CHECK(a.size() >= a.rows() * a.cols() && v.dimension() == a.cols(),
                  "multiply: a is %dx%d (%d stored), v has dimension %d", a.rows(), a.cols(),
                  a.size(), v.dimension());
   w.clear(0);
@@ -252,6 +266,7 @@ void multiply(const mlMatrix& a, const mlSlice& v, mlVector& w) noexcept {
 }
 
 int equal(const mlMatrix& a, const mlMatrix& b, double tol) noexcept {
+  PASKOSDA_CHECK(b.size() >= a.size(), "equal: a holds %d elements, b %d", a.size(), b.size());
   const double* pa = a.data();
   const double* pb = b.data();
   for (int i = 0; i < a.size(); ++i) {
@@ -261,6 +276,7 @@ int equal(const mlMatrix& a, const mlMatrix& b, double tol) noexcept {
 }
 
 int operator==(const mlMatrix& a, const mlMatrix& b) noexcept {
+  PASKOSDA_CHECK(b.size() >= a.size(), "operator==: a holds %d elements, b %d", a.size(), b.size());
   return paskosda_detail::equal_run(a.data(), b.data(), a.size());
 }
 

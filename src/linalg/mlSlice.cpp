@@ -8,12 +8,16 @@
 using namespace paskosda_detail;
 
 mlSlice& mlSlice::operator=(const mlVector& v) noexcept {
+  PASKOSDA_CHECK(v.dimension() >= count_, "mlSlice::operator=: a slice of %d from a vector of %d",
+                 count_, v.dimension());
   for (int i = 0; i < count_; ++i)
     (*this)[i] = v[i];
   return *this;
 }
 
 mlSlice& mlSlice::operator=(const mlSlice& s) noexcept {
+  PASKOSDA_CHECK(s.count_ >= count_, "mlSlice::operator=: a slice of %d from one of %d", count_,
+                 s.count_);
   for (int i = 0; i < count_; ++i)
     (*this)[i] = s[i];
   return *this;
@@ -38,6 +42,8 @@ mlSlice& mlSlice::operator-=(double x) noexcept {
 }
 
 mlSlice& mlSlice::operator-=(const mlSlice& s) noexcept {
+  PASKOSDA_CHECK(s.count_ >= count_, "mlSlice::operator-=: a slice of %d and one of %d", count_,
+                 s.count_);
   for (int i = 0; i < count_; ++i)
     (*this)[i] -= s[i];
   return *this;
@@ -59,20 +65,28 @@ double mlSlice::max_absolute_value() const noexcept {
 }
 
 double scalar_product(const mlSlice& a, const mlSlice& b) noexcept {
+  PASKOSDA_CHECK(b.count_ >= a.count_, "scalar_product: a slice of %d with one of %d", a.count_,
+                 b.count_);
   return strided_dot(a.start(), a.stride_, b.start(), b.stride_, a.count_);
 }
 
 double distance_squared(const mlSlice& a, const mlSlice& b) noexcept {
+  PASKOSDA_CHECK(b.count_ >= a.count_, "distance_squared: a slice of %d with one of %d", a.count_,
+                 b.count_);
   return strided_distance_squared(a.start(), a.stride_, b.start(), b.stride_, a.count_);
 }
 
 double norm_diff(const mlSlice& a, const mlSlice& b) noexcept {
+  PASKOSDA_CHECK(b.count_ >= a.count_, "norm_diff: a slice of %d with one of %d", a.count_,
+                 b.count_);
   return strided_norm_diff(a.start(), a.stride_, b.start(), b.stride_, a.count_);
 }
 
 // Deliberately the vector comparison applied to the viewed storage: the first count doubles
 // from each view's base pointer, whatever the start and stride.
 int operator==(const mlSlice& a, const mlSlice& b) noexcept {
+  PASKOSDA_CHECK(b.count_ >= a.count_, "operator==: a slice of %d with one of %d", a.count_,
+                 b.count_);
   return equal_run(a.data_, b.data_, a.count_);
 }
 
