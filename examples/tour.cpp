@@ -1,4 +1,6 @@
-// A walk through paskosda: each section shows one capability with real results.
+// A walk through paskosda in the order an engineer meets it: solve a linear system, fit,
+// analyse, find roots and minima, and finally the building blocks underneath. Each section
+// shows one capability with real results.
 #include <paskosda.h>
 
 #include <cmath>
@@ -9,101 +11,203 @@ namespace {
 
 void section(const char* title) { std::cout << "\n=== " << title << " ===\n"; }
 
-void arrays_and_scalar_helpers() {
-  section("Arrays and scalar helpers");
+void linear_systems_section() {
+  section("Linear systems: LU, Cholesky, QR, tridiagonal");
+  const std::ios_base::fmtflags flags = std::cout.flags();
+  const std::streamsize precision = std::cout.precision();
+  std::cout << std::setprecision(6);
 
-  // A growable array: operator[] past the end grows it; the increment sets the growth step.
-  doublecoDynArr samples(0, 4);
-  for (int i = 0; i < 5; ++i)
-    samples[i] = 0.5 * i * i;
-  std::cout << "samples, printed in the container format:\n" << samples;
+  // The typical use: fill A and b, factorise once, test for a singular matrix, solve.
+  const double a_elements[] = {2, 1, 1, 4, -6, 0, -2, 7, 2};
+  const double b_elements[] = {5, -2, 9};
+  const mlMatrix a(utConvert, a_elements, 3, 3);
+  mlVector b;
+  b.become(utConvert, b_elements, 3);
+  const mlLUDecomposition lu(a);
+  if (lu.is_singular() != 0) {
+    std::cout << "A is singular\n";
+    return;
+  }
+  mlVector x;
+  lu.solve(b, x);
+  mlVector residual(mlMatrixProduct, a, x);
+  residual -= b;
+  std::cout << "A x = b with A =\n"
+            << a << "b = " << b << "x = " << x
+            << "by LU with partial pivoting: det A = " << lu.determinant()
+            << ", largest |A x - b| = " << residual.max_absolute_value() << "\n";
+  // The factors: a unit lower L, an upper U and the row permutation P with P A = L U.
+  mlMatrix p, l, u;
+  lu.permutation_matrix(p);
+  lu.lower_matrix(l);
+  lu.upper_matrix(u);
+  const mlMatrix pa(mlMatrixProduct, p, a), product(mlMatrixProduct, l, u);
+  std::cout << "P A = L U exactly: " << (pa == product ? "yes" : "no") << ", with U =\n" << u;
+  // A pivot below 1e-20 marks the matrix singular; the queries do not check, callers do.
+  const double rank_one[] = {1, 2, 2, 4};
+  std::cout << "[[1, 2], [2, 4]] is singular: "
+            << mlLUDecomposition(mlMatrix(utConvert, rank_one, 2, 2)).is_singular() << "\n";
 
-  // A paged array keeps element addresses stable while it grows.
-  doublecoPageArr lengths(2, 4, 4);  // blocks of 4 elements
-  for (int i = 0; i < 10; ++i)
-    lengths.append(1.0 / (i + 1));
-  const double* third = &lengths[2];
-  for (int i = 10; i < 100; ++i)
-    lengths.append(1.0 / (i + 1));
-  std::cout << "paged array of " << lengths.size() << " in blocks of " << lengths.block_size()
-            << "; element 2 has not moved: " << (third == &lengths[2] ? "yes" : "no") << "\n";
+  // Cholesky for symmetric positive-definite matrices: the ill-conditioned Hilbert matrix.
+  const int n = 6;
+  const mlMatrix h(mlMatrixHilbert, n);
+  const mlCholeskyDecomposition cholesky(h);
+  mlVector ones(mlVectorZero, n);
+  ones += 1.0;
+  const mlVector hb(mlMatrixProduct, h, ones);
+  mlVector y;
+  cholesky.solve(hb, y);
+  std::cout << "\nCholesky of the 6x6 Hilbert matrix (condition about 1.5e7): positive definite "
+            << (cholesky.is_singular() == 0 ? "yes" : "no") << ", det " << std::scientific
+            << std::setprecision(3) << cholesky.determinant() << std::fixed << std::setprecision(6)
+            << "\n  H y = H (1, ..., 1) gives y = " << y << "  largest error " << std::scientific
+            << std::setprecision(1) << norm_diff(y, ones) << "\n";
+  std::cout.flags(flags);
+  std::cout << std::setprecision(6);
 
-  // Sorting an index by values: the permutation that orders the values.
-  doublecoPageArr keys{4.0, -1.0, 9.0, 0.5};
-  intcoPageArr order;
-  doublecoQuickSortIndex(keys, order);
-  std::cout << "keys 4, -1, 9, 0.5 in ascending order are at indices";
-  for (int k = 0; k < order.size(); ++k)
-    std::cout << ' ' << order[k];
-  std::cout << "\n";
+  // QR one vector at a time: Q's rows are the orthogonalised inputs, inputs = R Q.
+  mlMatrix q, r;
+  mlQRDecomposition qr(&q, &r);
+  const double rows[][3] = {{1, 1, 0}, {1, 0, 1}, {2, 1, 1}};
+  std::cout << "\nQR by Gram-Schmidt:";
+  for (const double* row : rows) {
+    mlVector v(mlVectorDim, 3);
+    v.become(utConvert, row, 3);
+    qr.add(&v);
+    std::cout << " (" << row[0] << ", " << row[1] << ", " << row[2] << ") "
+              << (qr.status() == mlQRDependent ? "dependent (not added)" : "added,");
+  }
+  std::cout << "\nQ (orthogonal rows) =\n" << q << "R =\n" << r;
 
-  intcoDynArr ids{42, 7, 19, 7, 3};
-  mlQuickSortDynArrInt().sort(&ids, ids.size());
-  std::cout << "sorted ids:";
-  for (int id : ids)
-    std::cout << ' ' << id;
-  std::cout << "\n";
-
-  // Scalar helpers.
-  std::cout << "clip 7 to [0, 5]: " << mlMath::clip_to_range(7.0, 0.0, 5.0) << "\n";
-  std::cout << "interpolate 25% of the way from 10 to 20: " << mlMath::interpolate(0.25, 10, 20)
-            << "\n";
-  std::cout << "rescale 3 from [0, 4] to [100, 200]: " << mlMath::rescale(3, 0, 4, 100, 200)
-            << "\n";
-  std::cout << "5th derivative of sin at 0: " << mlMath::sin_derivative(5, 0.0) << "\n";
-  std::cout << "C(10, 3) = " << utMath::n_choose_i(10, 3) << ", 1.5^3 = " << utMath::pow(1.5, 3)
-            << "\n";
-  bool overflow = false;
-  const int narrowed = ut_numeric_cast<int>(utUInt64{3000000000u}, overflow);
-  std::cout << "3000000000 as an int: " << narrowed << " (overflow " << std::boolalpha << overflow
-            << ")\n";
-
-  // Deterministic random numbers and running statistics.
-  mlRandom random(2026);
-  mlStats stats;
-  for (int i = 0; i < 100000; ++i)
-    stats.add(random.uniform());
-  std::cout << "100000 uniform draws: mean " << stats.mean() << ", variance " << stats.variance()
-            << " (exact: 0.5 and " << 1.0 / 12.0 << ")\n";
+  // A periodic tridiagonal system: 4 on the diagonal, 1 beside it and in both corners.
+  const int m = 6;
+  mlVector lower(mlVectorDim, m), diagonal(mlVectorDim, m), upper(mlVectorDim, m),
+      d(mlVectorDim, m), solution(mlVectorZero, m);
+  for (int i = 0; i < m; ++i) {
+    lower[i] = 1.0;
+    diagonal[i] = 4.0;
+    upper[i] = 1.0;
+    d[i] = 6.0 + i;
+  }
+  const mlTridiagonal cyclic(m, lower.slice(), diagonal.slice(), upper.slice());
+  mlSlice xs = solution.slice();
+  cyclic.solve_periodic(d.slice(), xs);
+  std::cout << "\nperiodic tridiagonal, 4 on the diagonal and 1 beside it and in the corners:\n"
+            << "  diagonally dominant " << cyclic.diagonally_dominant() << ", corners of one sign "
+            << cyclic.same_sign_corners() << "\n  d = " << d << "  x = " << solution;
+  // Check: each row is x[i-1] + 4 x[i] + x[i+1] with the indices wrapping round.
+  double worst = 0.0;
+  for (int i = 0; i < m; ++i) {
+    const double row = solution[(i + m - 1) % m] + 4.0 * solution[i] + solution[(i + 1) % m];
+    worst = std::fmax(worst, std::fabs(row - d[i]));
+  }
+  std::cout << "  largest residual of the cyclic rows " << std::scientific << std::setprecision(1)
+            << worst << "\n";
+  std::cout.flags(flags);
+  std::cout.precision(precision);
 }
 
-void vectors_and_matrices() {
-  section("Vectors, slices and matrices");
+void svd_section() {
+  section("Singular value decomposition and least squares");
 
-  // A 3x3 matrix read row by row; rows, columns and the diagonal are views of its storage.
-  const double elements[] = {4, -2, 1, -2, 4, -2, 1, -2, 4};
-  mlMatrix a(utConvert, elements, 3, 3);
-  std::cout << "A =\n" << a;
-  std::cout << "row 1 " << a.row(1) << ", column 2 " << a.col(2) << ", diagonal " << a.diagonal()
+  // Fit y = c0 + c1 t + c2 t^2 to six measurements: six equations, three unknowns.
+  const double t[] = {0, 1, 2, 3, 4, 5};
+  const double y[] = {1.1, 1.9, 5.2, 10.1, 16.8, 26.0};
+  mlMatrix a(6, 3);
+  mlVector b(mlVectorDim, 6);
+  for (int i = 0; i < 6; ++i) {
+    a(i, 0) = 1.0;
+    a(i, 1) = t[i];
+    a(i, 2) = t[i] * t[i];
+    b[i] = y[i];
+  }
+  const mlSingularValueDecomposition svd(a);
+  std::cout << "fit y = c0 + c1 t + c2 t^2 to 6 measurements, A c = y:\n"
+            << "singular values of A: " << svd.diagonal();
+  std::cout << "rank at tolerance 1e-7: " << svd.rank(1e-7) << "\n";
+
+  // The pseudo-inverse gives the least-squares solution.
+  mlVector c;
+  svd.solve(b, c);
+  std::cout << "least-squares coefficients c0, c1, c2: " << c;
+  mlVector fitted(mlMatrixProduct, a, c);
+  fitted -= b;
+  std::cout << "residual norm: " << fitted.modulus() << "\n";
+
+  // Add a column that repeats t: the matrix loses rank, and the pseudo-inverse returns the
+  // solution of least norm, sharing the slope between the two equal columns.
+  mlMatrix redundant(6, 4);
+  for (int i = 0; i < 6; ++i) {
+    for (int j = 0; j < 3; ++j)
+      redundant(i, j) = a(i, j);
+    redundant(i, 3) = t[i];
+  }
+  const mlSingularValueDecomposition deficient(redundant);
+  std::cout << "with a repeated column, s = " << deficient.diagonal();
+  std::cout << "rank " << deficient.rank(1e-7) << ", singular: " << deficient.is_singular(1e-7)
             << "\n";
+  mlVector d;
+  deficient.solve(b, d);
+  std::cout << "minimum-norm coefficients: " << d;
+}
 
-  mlVector x(mlVectorZero, 3);
-  x[0] = 1.0;
-  x[1] = 2.0;
-  x[2] = 3.0;
-  const mlVector ax(mlMatrixProduct, a, x);
-  std::cout << "x = " << x << "A x = " << ax;
-  std::cout << "x . Ax = " << scalar_product(x, ax) << ", |x| = " << x.modulus() << "\n";
+void eigen_section() {
+  section("Eigen-analysis and principal component analysis");
 
-  const mlMatrix a2(mlMatrixProduct, a, a);
-  std::cout << "A squared =\n" << a2;
-  const mlMatrix h(mlMatrixHilbert, 4);
-  std::cout << "the 4x4 Hilbert matrix =\n" << h;
+  // Stiffness matrix of four equal springs in a chain, fixed at one end, free at the other.
+  // Its eigenvalues are the squared natural frequencies (unit masses), its eigenvectors the
+  // mode shapes.
+  const double k[] = {2, -1, 0, 0, -1, 2, -1, 0, 0, -1, 2, -1, 0, 0, -1, 1};
+  const mlMatrix stiffness(utConvert, k, 4, 4);
+  mlSymEigenVecs modes(stiffness);
+  modes.set_tolerance(1e-12);
+  modes.calculate();
+  mlVector lambda;
+  modes.eigen_values(lambda);
+  std::cout << "spring chain: eigenvalues (largest first) " << lambda;
+  std::cout << "mode shapes, one per column:\n" << modes.eigen_vectors();
+  double residual = 0.0;
+  for (int c = 0; c < 4; ++c) {
+    mlVector kv;
+    multiply(stiffness, modes.eigen_vector(c), kv);
+    for (int i = 0; i < 4; ++i) {
+      const double r = std::fabs(kv[i] - lambda[c] * modes.eigen_vector(c)[i]);
+      if (r > residual) residual = r;
+    }
+  }
+  std::cout << "largest |K v - lambda v|: " << residual << "\n";
 
-  mlRange range;
-  for (int i = 0; i < ax.dimension(); ++i)
-    range.merge(ax[i]);
-  std::cout << "A x spans [" << range.min() << ", " << range.max() << "]; 5 sits at "
-            << range.position_in_range(5.0) << " of the way\n";
-
-  // Tiny vectors: fixed-size points and directions, no allocation.
-  const mlTinyVector3 u(1, 0, 0), v(0.6, 0.8, 0);
-  mlTinyVector3 normal;
-  normal.vector_product(u, v);
-  mlTinyVector3 halfway;
-  halfway.interpolate(u, v, 0.5);
-  std::cout << "u x v = " << normal << ", halfway " << halfway << ", |halfway| "
-            << halfway.modulus() << "\n";
+  // A 3-D point cloud: 2000 points spread 3, 1 and 0.2 (standard deviations) along three
+  // perpendicular directions, around (1, 2, 3).
+  const double u[3][3] = {
+      {2.0 / 3, 2.0 / 3, 1.0 / 3}, {-2.0 / 3, 1.0 / 3, 2.0 / 3}, {1.0 / 3, -2.0 / 3, 2.0 / 3}};
+  const double spread[3] = {3.0, 1.0, 0.2};
+  const double centre[3] = {1.0, 2.0, 3.0};
+  mlRandom random(2718);
+  doublecoDynArr2D cloud;
+  for (int i = 0; i < 2000; ++i) {
+    double t[3];
+    for (int a = 0; a < 3; ++a) {
+      // The sum of 12 uniforms on [-0.5, 0.5) has variance 1.
+      double g = 0.0;
+      for (int r = 0; r < 12; ++r)
+        g += random.uniform(-0.5, 0.5);
+      t[a] = spread[a] * g;
+    }
+    for (int j = 0; j < 3; ++j)
+      cloud(i, j) = centre[j] + t[0] * u[0][j] + t[1] * u[1][j] + t[2] * u[2][j];
+  }
+  const mlPCA pca(cloud);
+  std::cout << "PCA of 2000 points, status " << pca.status() << "\n";
+  const doublecoDynArr& c = pca.mass_centre();
+  std::cout << "mass centre: (" << c[0] << ", " << c[1] << ", " << c[2] << ")\n";
+  std::cout << "variances (expected about 9, 1, 0.04): " << pca.eigenvalues();
+  std::cout << "axes (expected up to sign: (2, 2, 1) / 3, (-2, 1, 2) / 3, (1, -2, 2) / 3):\n";
+  for (int a = 0; a < 3; ++a) {
+    mlVector axis;
+    pca.axis(a, axis);
+    std::cout << "  " << axis;
+  }
 }
 
 void functions_section() {
@@ -170,151 +274,124 @@ void functions_section() {
   bowl.gradient(at.slice(), gradient);
   bowl.hessian(at.slice(), hessian);
   const double x = at[0], y = at[1];
-  std::cout << "f(x, y) = x^2 y + 3 y^2 - x at (1.5, -0.5):\n"
-            << "  gradient numerical (" << gradient[0] << ", " << gradient[1] << ")"
-            << "  analytic (" << 2.0 * x * y - 1.0 << ", " << x * x + 6.0 * y << ")\n"
-            << "  Hessian  numerical ((" << hessian(0, 0) << ", " << hessian(0, 1) << "), ("
-            << hessian(1, 0) << ", " << hessian(1, 1) << "))\n"
-            << "           analytic  ((" << 2.0 * y << ", " << 2.0 * x << "), (" << 2.0 * x << ", "
-            << 6.0 << "))\n"
-            << "  (steps of 1.19e-7 and 1e-7: the second differences keep only a few digits)\n";
+  // Steps of 1.19e-7 and 1e-7: the second differences keep only a few digits.
+  std::cout << "f(x, y) = x^2 y + 3 y^2 - x at (1.5, -0.5) by central differences:\n"
+            << "  gradient (" << gradient[0] << ", " << gradient[1] << "), exact ("
+            << 2.0 * x * y - 1.0 << ", " << x * x + 6.0 * y << ")\n"
+            << "  Hessian ((" << hessian(0, 0) << ", " << hessian(0, 1) << "), (" << hessian(1, 0)
+            << ", " << hessian(1, 1) << ")), exact ((" << 2.0 * y << ", " << 2.0 * x << "), ("
+            << 2.0 * x << ", " << 6.0 << "))\n";
   std::cout.flags(flags);
   std::cout.precision(precision);
 }
 
-void svd_section() {
-  section("Singular value decomposition and least squares");
+void roots_section() {
+  section("Roots and polynomials");
 
-  // Fit y = c0 + c1 t + c2 t^2 to six measurements: six equations, three unknowns.
-  const double t[] = {0, 1, 2, 3, 4, 5};
-  const double y[] = {1.1, 1.9, 5.2, 10.1, 16.8, 26.0};
-  mlMatrix a(6, 3);
-  mlVector b(mlVectorDim, 6);
-  for (int i = 0; i < 6; ++i) {
-    a(i, 0) = 1.0;
-    a(i, 1) = t[i];
-    a(i, 2) = t[i] * t[i];
-    b[i] = y[i];
-  }
-  const mlSingularValueDecomposition svd(a);
-  std::cout << "A = U diag(s) V^T with s = " << svd.diagonal();
-  std::cout << "rank at tolerance 1e-7: " << svd.rank(1e-7) << "\n";
-
-  // The pseudo-inverse gives the least-squares solution.
-  mlVector c;
-  svd.solve(b, c);
-  std::cout << "least-squares coefficients c0, c1, c2: " << c;
-  mlVector fitted(mlMatrixProduct, a, c);
-  fitted -= b;
-  std::cout << "residual norm: " << fitted.modulus() << "\n";
-
-  // Add a column that repeats t: the matrix loses rank, and the pseudo-inverse returns the
-  // solution of least norm, sharing the slope between the two equal columns.
-  mlMatrix redundant(6, 4);
-  for (int i = 0; i < 6; ++i) {
-    for (int j = 0; j < 3; ++j)
-      redundant(i, j) = a(i, j);
-    redundant(i, 3) = t[i];
-  }
-  const mlSingularValueDecomposition deficient(redundant);
-  std::cout << "with a repeated column, s = " << deficient.diagonal();
-  std::cout << "rank " << deficient.rank(1e-7) << ", singular: " << deficient.is_singular(1e-7)
+  // Closed-form real roots, ascending.
+  double r1, r2, r3, r4;
+  int n = mlRootSolve::cubic_solve(1, -6, 11, -6, r1, r2, r3);
+  std::cout << "x^3 - 6x^2 + 11x - 6: " << n << " roots " << r1 << ", " << r2 << ", " << r3 << "\n";
+  n = mlRootSolve::quartic_solve(1, 0, -5, 0, 4, r1, r2, r3, r4);
+  std::cout << "x^4 - 5x^2 + 4: " << n << " roots " << r1 << ", " << r2 << ", " << r3 << ", " << r4
             << "\n";
-  mlVector d;
-  deficient.solve(b, d);
-  std::cout << "minimum-norm coefficients: " << d;
+
+  // Newton's method on cos t = t, bracketed by [0, 1].
+  class CosMinusT : public mlFunction {
+   public:
+    double function(double t) const override { return utMath::cos(t) - t; }
+    double function_derivative(int, double t) const override { return -utMath::sin(t) - 1.0; }
+  };
+  int ok = 0;
+  const double dottie = mlRootSolve::newton_raphson(CosMinusT(), 0.0, 1.0, 1e-14, ok, 50);
+  std::cout << std::setprecision(16) << "cos t = t at t = " << dottie << " (ok " << ok << ")\n"
+            << std::setprecision(6);
+
+  // Two equations in two unknowns: the unit circle meets the parabola y = x^2.
+  class CircleAndParabola : public mlFunctionN {
+   public:
+    CircleAndParabola() : mlFunctionN(2, 2) {}
+    void function(const mlSlice& x, mlVector& f) const override {
+      f.become(mlVectorDim, 2);
+      f[0] = x[0] * x[0] + x[1] * x[1] - 1.0;
+      f[1] = x[1] - x[0] * x[0];
+    }
+    void function_gradient(const mlSlice& x, mlMatrix& j) const override {
+      j.become(2, 2);
+      j(0, 0) = 2 * x[0];
+      j(0, 1) = 2 * x[1];
+      j(1, 0) = -2 * x[0];
+      j(1, 1) = 1;
+    }
+  };
+  mlNewtonRaphson newton(mlNRDimension, 2);
+  mlVector x(mlVectorDim, 2);
+  x[0] = 1.0;
+  x[1] = 1.0;
+  newton.solve(CircleAndParabola(), x, 1e-12, ok);
+  std::cout << "after " << newton.iteration() << " Newton steps (ok " << ok
+            << "), the circle meets the parabola y = x^2 at " << x;
+
+  // A polynomial through four points, its derivative, and a curve through points in the plane.
+  const double t[] = {0, 1, 2, 3};
+  const double y[] = {1, 3, 11, 31};
+  double c[4];
+  mlPolynomial fitter;
+  fitter.fit(t, y, 3, c);
+  std::cout << "p(t) through (0,1), (1,3), (2,11), (3,31): ";
+  mlPolynomial::print(std::cout, 3, c);
+  int degree = 3;
+  mlPolynomial::derivative(1, degree, c);
+  double slope = 0.0;
+  mlPolynomial::evaluate(degree, c, 1.5, slope);
+  std::cout << "p'(t) = ";
+  mlPolynomial::print(std::cout, degree, c);
+  std::cout << "p'(1.5) = " << slope << "\n";
+
+  const mlTinyVector2 points[] = {mlTinyVector2(0, 0), mlTinyVector2(1, 1), mlTinyVector2(2, 0)};
+  mlTinyVector2 curve[3];
+  mlTinyVector2Polynomial().fit(0.0, 1.0, points, 2, curve);
+  mlTinyVector2 middle;
+  mlTinyVector2Polynomial::evaluate(2, curve, 0.5, middle);
+  std::cout << "chord-length curve through (0,0), (1,1), (2,0): c(t) = ";
+  mlTinyVector2Polynomial::print(std::cout, 2, curve);
+  std::cout << "c(0.5) = " << middle << "\n";
 }
 
-void decomp_section() {
-  section("Decompositions: LU, Cholesky, QR, tridiagonal");
-  const std::ios_base::fmtflags flags = std::cout.flags();
-  const std::streamsize precision = std::cout.precision();
-  std::cout << std::setprecision(6);
+void polysolve_section() {
+  section("Real roots and extrema of a polynomial");
 
-  // The typical use: fill A and b, factorise once, test for a singular matrix, solve.
-  const double a_elements[] = {2, 1, 1, 4, -6, 0, -2, 7, 2};
-  const mlMatrix a(utConvert, a_elements, 3, 3);
-  mlVector b(mlVectorDim, 3);
-  b[0] = 5;
-  b[1] = -2;
-  b[2] = 9;
-  const mlLUDecomposition lu(a);
-  if (lu.is_singular() != 0) {
-    std::cout << "A is singular\n";
-  } else {
-    mlVector x;
-    lu.solve(b, x);
-    mlVector residual(mlMatrixProduct, a, x);
-    residual -= b;
-    std::cout << "A =\n"
-              << a << "b = " << b << "LU with partial pivoting: x = " << x
-              << "residual A x - b = " << residual << "det A = " << lu.determinant() << "\n";
-    mlMatrix p, l, u;
-    lu.permutation_matrix(p);
-    lu.lower_matrix(l);
-    lu.upper_matrix(u);
-    std::cout << "P =\n" << p << "L =\n" << l << "U =\n" << u;
-  }
-  // A pivot below 1e-20 marks the matrix singular; the queries do not check, callers do.
-  const double rank_one[] = {1, 2, 2, 4};
-  std::cout << "[[1, 2], [2, 4]] is singular: "
-            << mlLUDecomposition(mlMatrix(utConvert, rank_one, 2, 2)).is_singular() << "\n";
+  // p(t) = (t + 2)(t - 1)^2 (t - 3)(t^2 + 1) = t^6 - 3t^5 - 2t^4 + 8t^3 - 9t^2 + 11t - 6,
+  // coefficients lowest power first, as mlPolynomial keeps them.
+  const double p[7] = {-6, 11, -9, 8, -2, -3, 1};
+  std::cout << "p(t) = (t + 2)(t - 1)^2 (t - 3)(t^2 + 1)\n";
 
-  // Cholesky for symmetric positive-definite matrices: the ill-conditioned Hilbert matrix.
-  const int n = 6;
-  const mlMatrix h(mlMatrixHilbert, n);
-  const mlCholeskyDecomposition cholesky(h);
-  mlVector ones(mlVectorZero, n);
-  ones += 1.0;
-  const mlVector hb(mlMatrixProduct, h, ones);
-  mlVector y;
-  cholesky.solve(hb, y);
-  std::cout << "Cholesky of the 6x6 Hilbert matrix: singular " << cholesky.is_singular() << ", det "
-            << std::scientific << cholesky.determinant() << std::fixed
-            << "\n  solving H y = H (1, ..., 1): y = " << y << "  largest error " << std::scientific
-            << norm_diff(y, ones) << " (cond H6 is about 1.5e7)\n";
-  std::cout.flags(flags);
-  std::cout << std::setprecision(6);
+  // Every distinct real root, ascending; the double root 1 is reported once.
+  double roots[6];
+  int n = mlPolynomialSolver::solve_polynomial_allroots(6, p, roots);
+  std::cout << "real roots:";
+  for (int i = 0; i < n; ++i)
+    std::cout << ' ' << roots[i];
+  std::cout << "\n";
 
-  // QR one vector at a time: Q's rows are the orthogonalised inputs, inputs = R Q.
-  mlMatrix q, r;
-  mlQRDecomposition qr(&q, &r);
-  const double rows[][3] = {{1, 1, 0}, {1, 0, 1}, {2, 1, 1}};
-  for (const double* row : rows) {
-    mlVector v(mlVectorDim, 3);
-    v.become(utConvert, row, 3);
-    qr.add(&v);
-    std::cout << "add (" << row[0] << ", " << row[1] << ", " << row[2] << "): status "
-              << qr.status() << (qr.status() == mlQRDependent ? " (dependent, not added)" : "")
-              << "\n";
-  }
-  std::cout << "Q (orthogonal rows) =\n" << q << "R =\n" << r;
+  // Only those in an interval (ends included).
+  n = mlPolynomialSolver::solve_polynomial(6, p, -1.0, 4.0, roots);
+  std::cout << "real roots in [-1, 4]:";
+  for (int i = 0; i < n; ++i)
+    std::cout << ' ' << roots[i];
+  std::cout << "\n";
 
-  // A periodic tridiagonal system: 4 on the diagonal, 1 beside it and in both corners.
-  const int m = 6;
-  mlVector lower(mlVectorDim, m), diagonal(mlVectorDim, m), upper(mlVectorDim, m),
-      d(mlVectorDim, m), solution(mlVectorZero, m);
-  for (int i = 0; i < m; ++i) {
-    lower[i] = 1.0;
-    diagonal[i] = 4.0;
-    upper[i] = 1.0;
-    d[i] = 6.0 + i;
+  // Local extrema strictly inside the interval: where p' changes sign.
+  double t[5];
+  int kind[5];
+  n = mlPolynomialSolver::solve_polynomial_extrema(6, p, -1.0, 4.0, t, kind);
+  std::cout << "extrema in (-1, 4):\n";
+  for (int i = 0; i < n; ++i) {
+    double value = 0.0;
+    mlPolynomial::evaluate(6, p, t[i], value);
+    std::cout << "  " << (kind[i] > 0 ? "minimum" : "maximum") << " at t = " << t[i]
+              << ", p = " << value << "\n";
   }
-  const mlTridiagonal cyclic(m, lower.slice(), diagonal.slice(), upper.slice());
-  mlSlice xs = solution.slice();
-  cyclic.solve_periodic(d.slice(), xs);
-  std::cout << "periodic tridiagonal, d = " << d << "  diagonally dominant "
-            << cyclic.diagonally_dominant() << ", corners of one sign "
-            << cyclic.same_sign_corners() << "\n  x = " << solution;
-  // Check: each row is x[i-1] + 4 x[i] + x[i+1] with the indices wrapping round.
-  double worst = 0.0;
-  for (int i = 0; i < m; ++i) {
-    const double row = solution[(i + m - 1) % m] + 4.0 * solution[i] + solution[(i + 1) % m];
-    worst = std::fmax(worst, std::fabs(row - d[i]));
-  }
-  std::cout << "  largest residual of the cyclic rows " << std::scientific << worst << "\n";
-  std::cout.flags(flags);
-  std::cout.precision(precision);
 }
 
 void optim_section() {
@@ -399,194 +476,6 @@ void optim_section() {
 
   std::cout.flags(flags);
   std::cout.precision(precision);
-}
-
-void sparse_section() {
-  section("Sparse matrices");
-
-  // The 5-point Laplacian of a 4 x 4 grid: 16 unknowns, 4 on the diagonal and -1 for each
-  // neighbour. Each row is filled in ascending column order: up, left, centre, right, down.
-  const int m = 4, n = m * m;
-  mlSparseMatrix laplacian(mlMatrixZero, n, n);
-  for (int r = 0; r < m; ++r) {
-    for (int c = 0; c < m; ++c) {
-      const int i = m * r + c;
-      if (r > 0) laplacian.set(i, i - m, -1.0);
-      if (c > 0) laplacian.set(i, i - 1, -1.0);
-      laplacian.set(i, i, 4.0);
-      if (c + 1 < m) laplacian.set(i, i + 1, -1.0);
-      if (r + 1 < m) laplacian.set(i, i + m, -1.0);
-    }
-  }
-  std::cout << "Laplacian of a 4 x 4 grid: " << laplacian.rows() << " x " << laplacian.cols()
-            << ", " << laplacian.num_non_zero_elements() << " stored entries\n";
-
-  // A block cut out of it, expanded to a dense matrix for printing.
-  mlSparseMatrix corner;
-  laplacian.extract_sub_matrix(0, 0, 6, 6, corner);
-  mlMatrix dense_corner;
-  corner.decompress(dense_corner);
-  std::cout << "its top-left 6 x 6 block:\n" << dense_corner;
-
-  // L * ones counts the missing neighbours: 2 at the corners, 1 along the edges, 0 inside.
-  mlVector ones(mlVectorZero, n);
-  ones += 1.0;
-  mlVector y;
-  laplacian.multiply_vector(ones, y);
-  std::cout << "L * ones = " << y;
-
-  // The Laplacian is symmetric: its transpose expands to the same dense matrix.
-  const mlSparseMatrix transposed(mlMatrixTranspose, laplacian);
-  mlMatrix dense_l, dense_t;
-  laplacian.decompress(dense_l);
-  transposed.decompress(dense_t);
-  std::cout << "L equals its transpose: " << (dense_l == dense_t ? "yes" : "no") << "\n";
-
-  // L * L is the 13-point biharmonic stencil; row 5 (an interior point) shows it.
-  const mlSparseMatrix square(mlMatrixProduct, laplacian, laplacian);
-  std::cout << "L * L stores " << square.num_non_zero_elements() << " entries; row 5:";
-  mlSparseRowIT it = square.row_iterator(5);
-  for (const mlSparseElement* e = it.advance(); e != nullptr; e = it.advance())
-    std::cout << " (" << e->column() << ", " << e->value() << ")";
-  std::cout << "\n";
-
-  // L^T L kept as a symmetric matrix stores only its upper triangle.
-  const mlSparseSymMatrix normal(mlMatrixPremultiplyTranspose, laplacian);
-  std::cout << "L^T L as a symmetric matrix stores " << normal.num_non_zero_elements()
-            << " entries; (5, 5) = " << normal.element(5, 5)
-            << ", (9, 4) = " << normal.element(9, 4) << "\n";
-}
-
-void roots_section() {
-  section("Roots and polynomials");
-
-  // Closed-form real roots, ascending.
-  double r1, r2, r3, r4;
-  int n = mlRootSolve::cubic_solve(1, -6, 11, -6, r1, r2, r3);
-  std::cout << "x^3 - 6x^2 + 11x - 6: " << n << " roots " << r1 << ", " << r2 << ", " << r3 << "\n";
-  n = mlRootSolve::quartic_solve(1, 0, -5, 0, 4, r1, r2, r3, r4);
-  std::cout << "x^4 - 5x^2 + 4: " << n << " roots " << r1 << ", " << r2 << ", " << r3 << ", " << r4
-            << "\n";
-
-  // Newton's method on cos t = t, bracketed by [0, 1].
-  class CosMinusT : public mlFunction {
-   public:
-    double function(double t) const override { return utMath::cos(t) - t; }
-    double function_derivative(int, double t) const override { return -utMath::sin(t) - 1.0; }
-  };
-  int ok = 0;
-  const double dottie = mlRootSolve::newton_raphson(CosMinusT(), 0.0, 1.0, 1e-14, ok, 50);
-  std::cout << std::setprecision(16) << "cos t = t at t = " << dottie << " (ok " << ok << ")\n"
-            << std::setprecision(6);
-
-  // Two equations in two unknowns: the unit circle meets the parabola y = x^2.
-  class CircleAndParabola : public mlFunctionN {
-   public:
-    CircleAndParabola() : mlFunctionN(2, 2) {}
-    void function(const mlSlice& x, mlVector& f) const override {
-      f.become(mlVectorDim, 2);
-      f[0] = x[0] * x[0] + x[1] * x[1] - 1.0;
-      f[1] = x[1] - x[0] * x[0];
-    }
-    void function_gradient(const mlSlice& x, mlMatrix& j) const override {
-      j.become(2, 2);
-      j(0, 0) = 2 * x[0];
-      j(0, 1) = 2 * x[1];
-      j(1, 0) = -2 * x[0];
-      j(1, 1) = 1;
-    }
-  };
-  mlNewtonRaphson newton(mlNRDimension, 2);
-  mlVector x(mlVectorDim, 2);
-  x[0] = 1.0;
-  x[1] = 1.0;
-  newton.solve(CircleAndParabola(), x, 1e-12, ok);
-  std::cout << "after " << newton.iteration() << " Newton steps (ok " << ok
-            << "), the circle meets the parabola y = x^2 at " << x;
-
-  // A polynomial through four points, its derivative, and a curve through points in the plane.
-  const double t[] = {0, 1, 2, 3};
-  const double y[] = {1, 3, 11, 31};
-  double c[4];
-  mlPolynomial fitter;
-  fitter.fit(t, y, 3, c);
-  std::cout << "p(t) through (0,1), (1,3), (2,11), (3,31): ";
-  mlPolynomial::print(std::cout, 3, c);
-  int degree = 3;
-  mlPolynomial::derivative(1, degree, c);
-  double slope = 0.0;
-  mlPolynomial::evaluate(degree, c, 1.5, slope);
-  std::cout << "p'(t) = ";
-  mlPolynomial::print(std::cout, degree, c);
-  std::cout << "p'(1.5) = " << slope << "\n";
-
-  const mlTinyVector2 points[] = {mlTinyVector2(0, 0), mlTinyVector2(1, 1), mlTinyVector2(2, 0)};
-  mlTinyVector2 curve[3];
-  mlTinyVector2Polynomial().fit(0.0, 1.0, points, 2, curve);
-  mlTinyVector2 middle;
-  mlTinyVector2Polynomial::evaluate(2, curve, 0.5, middle);
-  std::cout << "chord-length curve through (0,0), (1,1), (2,0): c(t) = ";
-  mlTinyVector2Polynomial::print(std::cout, 2, curve);
-  std::cout << "c(0.5) = " << middle << "\n";
-}
-
-void eigen_section() {
-  section("Eigen-analysis and principal component analysis");
-
-  // Stiffness matrix of four equal springs in a chain, fixed at one end, free at the other.
-  // Its eigenvalues are the squared natural frequencies (unit masses), its eigenvectors the
-  // mode shapes.
-  const double k[] = {2, -1, 0, 0, -1, 2, -1, 0, 0, -1, 2, -1, 0, 0, -1, 1};
-  const mlMatrix stiffness(utConvert, k, 4, 4);
-  mlSymEigenVecs modes(stiffness);
-  modes.set_tolerance(1e-12);
-  modes.calculate();
-  mlVector lambda;
-  modes.eigen_values(lambda);
-  std::cout << "spring chain: eigenvalues (largest first) " << lambda;
-  std::cout << "mode shapes, one per column:\n" << modes.eigen_vectors();
-  double residual = 0.0;
-  for (int c = 0; c < 4; ++c) {
-    mlVector kv;
-    multiply(stiffness, modes.eigen_vector(c), kv);
-    for (int i = 0; i < 4; ++i) {
-      const double r = std::fabs(kv[i] - lambda[c] * modes.eigen_vector(c)[i]);
-      if (r > residual) residual = r;
-    }
-  }
-  std::cout << "largest |K v - lambda v|: " << residual << "\n";
-
-  // A 3-D point cloud: 2000 points spread 3, 1 and 0.2 (standard deviations) along three
-  // perpendicular directions, around (1, 2, 3).
-  const double u[3][3] = {
-      {2.0 / 3, 2.0 / 3, 1.0 / 3}, {-2.0 / 3, 1.0 / 3, 2.0 / 3}, {1.0 / 3, -2.0 / 3, 2.0 / 3}};
-  const double spread[3] = {3.0, 1.0, 0.2};
-  const double centre[3] = {1.0, 2.0, 3.0};
-  mlRandom random(2718);
-  doublecoDynArr2D cloud;
-  for (int i = 0; i < 2000; ++i) {
-    double t[3];
-    for (int a = 0; a < 3; ++a) {
-      // The sum of 12 uniforms on [-0.5, 0.5) has variance 1.
-      double g = 0.0;
-      for (int r = 0; r < 12; ++r)
-        g += random.uniform(-0.5, 0.5);
-      t[a] = spread[a] * g;
-    }
-    for (int j = 0; j < 3; ++j)
-      cloud(i, j) = centre[j] + t[0] * u[0][j] + t[1] * u[1][j] + t[2] * u[2][j];
-  }
-  const mlPCA pca(cloud);
-  std::cout << "PCA of 2000 points, status " << pca.status() << "\n";
-  const doublecoDynArr& c = pca.mass_centre();
-  std::cout << "mass centre: (" << c[0] << ", " << c[1] << ", " << c[2] << ")\n";
-  std::cout << "variances (expected about 9, 1, 0.04): " << pca.eigenvalues();
-  std::cout << "axes (expected up to sign: (2, 2, 1) / 3, (-2, 1, 2) / 3, (1, -2, 2) / 3):\n";
-  for (int a = 0; a < 3; ++a) {
-    mlVector axis;
-    pca.axis(a, axis);
-    std::cout << "  " << axis;
-  }
 }
 
 void least_squares_section() {
@@ -686,48 +575,6 @@ void least_squares_section() {
 
   std::cout.flags(flags);
   std::cout.precision(precision);
-}
-
-void polysolve_section() {
-  section("Real roots and extrema of a polynomial");
-
-  // p(t) = (t + 2)(t - 1)^2 (t - 3)(t^2 + 1) = t^6 - 3t^5 - 2t^4 + 8t^3 - 9t^2 + 11t - 6,
-  // coefficients lowest power first, as mlPolynomial keeps them.
-  const double p[7] = {-6, 11, -9, 8, -2, -3, 1};
-  std::cout << "p(t) = (t + 2)(t - 1)^2 (t - 3)(t^2 + 1)\n";
-
-  // Every distinct real root, ascending; the double root 1 is reported once.
-  double roots[6];
-  int n = mlPolynomialSolver::solve_polynomial_allroots(6, p, roots);
-  std::cout << "real roots:";
-  for (int i = 0; i < n; ++i)
-    std::cout << ' ' << roots[i];
-  std::cout << "\n";
-
-  // Only those in an interval (ends included).
-  n = mlPolynomialSolver::solve_polynomial(6, p, -1.0, 4.0, roots);
-  std::cout << "real roots in [-1, 4]:";
-  for (int i = 0; i < n; ++i)
-    std::cout << ' ' << roots[i];
-  std::cout << "\n";
-
-  // Local extrema strictly inside the interval: where p' changes sign.
-  double t[5];
-  int kind[5];
-  n = mlPolynomialSolver::solve_polynomial_extrema(6, p, -1.0, 4.0, t, kind);
-  std::cout << "extrema in (-1, 4):\n";
-  for (int i = 0; i < n; ++i) {
-    double value = 0.0;
-    mlPolynomial::evaluate(6, p, t[i], value);
-    std::cout << "  " << (kind[i] > 0 ? "minimum" : "maximum") << " at t = " << t[i]
-              << ", p = " << value << "\n";
-  }
-
-  // The zero polynomial holds everywhere; reversed limits hold nothing.
-  const double zero[3] = {0, 0, 0};
-  std::cout << "zero polynomial: " << mlPolynomialSolver::solve_polynomial_allroots(2, zero, roots)
-            << " (mlRootsEverywhere), reversed limits: "
-            << mlPolynomialSolver::solve_polynomial(6, p, 4.0, -1.0, roots) << " roots\n";
 }
 
 void surface_section() {
@@ -843,13 +690,155 @@ void surface_section() {
   std::cout.precision(precision);
 }
 
+void sparse_section() {
+  section("Sparse matrices");
+
+  // The 5-point Laplacian of a 4 x 4 grid: 16 unknowns, 4 on the diagonal and -1 for each
+  // neighbour. Each row is filled in ascending column order: up, left, centre, right, down.
+  const int m = 4, n = m * m;
+  mlSparseMatrix laplacian(mlMatrixZero, n, n);
+  for (int r = 0; r < m; ++r) {
+    for (int c = 0; c < m; ++c) {
+      const int i = m * r + c;
+      if (r > 0) laplacian.set(i, i - m, -1.0);
+      if (c > 0) laplacian.set(i, i - 1, -1.0);
+      laplacian.set(i, i, 4.0);
+      if (c + 1 < m) laplacian.set(i, i + 1, -1.0);
+      if (r + 1 < m) laplacian.set(i, i + m, -1.0);
+    }
+  }
+  std::cout << "Laplacian of a 4 x 4 grid: " << laplacian.rows() << " x " << laplacian.cols()
+            << ", " << laplacian.num_non_zero_elements() << " stored entries\n";
+
+  // A block cut out of it, expanded to a dense matrix for printing.
+  mlSparseMatrix corner;
+  laplacian.extract_sub_matrix(0, 0, 6, 6, corner);
+  mlMatrix dense_corner;
+  corner.decompress(dense_corner);
+  std::cout << "its top-left 6 x 6 block:\n" << dense_corner;
+
+  // L * ones counts the missing neighbours: 2 at the corners, 1 along the edges, 0 inside.
+  mlVector ones(mlVectorZero, n);
+  ones += 1.0;
+  mlVector y;
+  laplacian.multiply_vector(ones, y);
+  std::cout << "L * ones, laid out on the grid:\n";
+  for (int r = 0; r < m; ++r) {
+    std::cout << " ";
+    for (int c = 0; c < m; ++c)
+      std::cout << ' ' << y[m * r + c];
+    std::cout << "\n";
+  }
+
+  // The Laplacian is symmetric: its transpose expands to the same dense matrix.
+  const mlSparseMatrix transposed(mlMatrixTranspose, laplacian);
+  mlMatrix dense_l, dense_t;
+  laplacian.decompress(dense_l);
+  transposed.decompress(dense_t);
+  std::cout << "L equals its transpose: " << (dense_l == dense_t ? "yes" : "no") << "\n";
+
+  // L * L is the 13-point biharmonic stencil; row 5 (an interior point) shows it.
+  const mlSparseMatrix square(mlMatrixProduct, laplacian, laplacian);
+  std::cout << "L * L stores " << square.num_non_zero_elements()
+            << " entries; row 5 as (column, value):\n ";
+  mlSparseRowIT it = square.row_iterator(5);
+  for (const mlSparseElement* e = it.advance(); e != nullptr; e = it.advance())
+    std::cout << " (" << e->column() << ", " << e->value() << ")";
+  std::cout << "\n";
+
+  // L^T L kept as a symmetric matrix stores only its upper triangle.
+  const mlSparseSymMatrix normal(mlMatrixPremultiplyTranspose, laplacian);
+  std::cout << "L^T L as a symmetric matrix stores " << normal.num_non_zero_elements()
+            << " entries; (5, 5) = " << normal.element(5, 5)
+            << ", (9, 4) = " << normal.element(9, 4) << "\n";
+}
+
+void vectors_and_matrices() {
+  section("Vectors, slices and matrices");
+
+  // A 3x3 matrix read row by row; rows, columns and the diagonal are views of its storage.
+  const double elements[] = {4, -2, 1, -2, 4, -2, 1, -2, 4};
+  mlMatrix a(utConvert, elements, 3, 3);
+  std::cout << "A =\n" << a;
+  std::cout << "row 1 " << a.row(1) << ", column 2 " << a.col(2) << ", diagonal " << a.diagonal()
+            << "\n";
+
+  mlVector x(mlVectorZero, 3);
+  x[0] = 1.0;
+  x[1] = 2.0;
+  x[2] = 3.0;
+  const mlVector ax(mlMatrixProduct, a, x);
+  std::cout << "x = " << x << "A x = " << ax;
+  std::cout << "x . Ax = " << scalar_product(x, ax) << ", |x| = " << x.modulus() << "\n";
+
+  const mlMatrix ata(mlMatrixProduct, mlMatrix(mlMatrixTranspose, a), a);
+  std::cout << "A^T A =\n" << ata;
+
+  mlRange range;
+  for (int i = 0; i < ax.dimension(); ++i)
+    range.merge(ax[i]);
+  std::cout << "A x spans [" << range.min() << ", " << range.max() << "]; 5 sits at "
+            << range.position_in_range(5.0) << " of the way\n";
+
+  // Tiny vectors: fixed-size points and directions, no allocation.
+  const mlTinyVector3 u(1, 0, 0), v(0.6, 0.8, 0);
+  mlTinyVector3 normal;
+  normal.vector_product(u, v);
+  mlTinyVector3 halfway;
+  halfway.interpolate(u, v, 0.5);
+  std::cout << "u x v = " << normal << ", halfway " << halfway << ", |halfway| "
+            << halfway.modulus() << "\n";
+}
+
+void arrays_and_scalar_helpers() {
+  section("Arrays, sorting and scalar helpers");
+
+  // A paged array grows in blocks and never moves an element: pointers into it stay valid.
+  doublecoPageArr lengths(2, 4, 4);  // blocks of 4 elements
+  for (int i = 0; i < 10; ++i)
+    lengths.append(1.0 / (i + 1));
+  const double* third = &lengths[2];
+  for (int i = 10; i < 100; ++i)
+    lengths.append(1.0 / (i + 1));
+  std::cout << "paged array of " << lengths.size() << " in blocks of " << lengths.block_size()
+            << "; element 2 has not moved: " << (third == &lengths[2] ? "yes" : "no") << "\n";
+
+  // Sorting: the permutation that orders a set of values, and a plain sort of ints.
+  doublecoPageArr keys{4.0, -1.0, 9.0, 0.5};
+  intcoPageArr order;
+  doublecoQuickSortIndex(keys, order);
+  std::cout << "keys 4, -1, 9, 0.5 in ascending order are at indices";
+  for (int k = 0; k < order.size(); ++k)
+    std::cout << ' ' << order[k];
+  intcoDynArr ids{42, 7, 19, 7, 3};
+  mlQuickSortDynArrInt().sort(&ids, ids.size());
+  std::cout << "\nids 42, 7, 19, 7, 3 sorted:";
+  for (int id : ids)
+    std::cout << ' ' << id;
+  std::cout << "\n";
+
+  // Scalar helpers.
+  std::cout << "7 clipped to [0, 5]: " << mlMath::clip_to_range(7.0, 0.0, 5.0)
+            << "; 25% of the way from 10 to 20: " << mlMath::interpolate(0.25, 10, 20)
+            << "\n3 in [0, 4] rescaled to [100, 200]: " << mlMath::rescale(3, 0, 4, 100, 200)
+            << "\n";
+
+  // Deterministic random numbers (the same sequence on every platform) and running
+  // statistics.
+  mlRandom random(2026);
+  mlStats stats;
+  for (int i = 0; i < 100000; ++i)
+    stats.add(random.uniform());
+  std::cout << "100000 uniform draws: mean " << stats.mean() << ", variance " << stats.variance()
+            << " (exact: 0.5 and " << 1.0 / 12.0 << ")\n";
+}
+
 }  // namespace
 
 int main() {
-  std::cout << "paskosda tour\n";
-  arrays_and_scalar_helpers();
-  vectors_and_matrices();
-  decomp_section();
+  std::cout << "paskosda tour: numerical mathematics for engineering, reproducible to the last "
+               "bit\n";
+  linear_systems_section();
   svd_section();
   eigen_section();
   functions_section();
@@ -859,5 +848,7 @@ int main() {
   least_squares_section();
   surface_section();
   sparse_section();
+  vectors_and_matrices();
+  arrays_and_scalar_helpers();
   return 0;
 }

@@ -44,6 +44,7 @@
 
 // Functions and calculus
 #include "functions/mlCachedFunctionN.h"
+#include "functions/mlCallableFunction.h"
 #include "functions/mlFunction.h"
 #include "functions/mlFunctionApproxDeriv.h"
 #include "functions/mlFunctionValue.h"
