@@ -447,7 +447,7 @@ mlSparseMatrix& mlSparseMatrix::become(mlMatrixProductTag, const mlSparseMatrix&
     take_over(t);
     return *this;
   }
-  PASKOSDA_CHECK(a.cols() <= b.rows(), "sparse product of %d by %d with %d by %d", a.rows(),
+  PASKOSDA_CHECK(a.cols() == b.rows(), "sparse product of %d by %d with %d by %d", a.rows(),
                  a.cols(), b.rows(), b.cols());
   mlSparseMatrixBase::become(a.rows(), b.cols());
   RowAccumulator sums(b.cols());
@@ -473,7 +473,7 @@ mlSparseMatrix& mlSparseMatrix::become(mlMatrixProductTag, const mlSparseMatrix&
 
 void mlSparseMatrix::multiply_vector(const mlVector& x, mlVector& y) const noexcept {
   PASKOSDA_CHECK(&x != &y, "mlSparseMatrix::multiply_vector: x and y are one vector");
-  PASKOSDA_CHECK(x.dimension() >= cols(), "mlSparseMatrix::multiply_vector: %d columns, x of %d",
+  PASKOSDA_CHECK(x.dimension() == cols(), "mlSparseMatrix::multiply_vector: %d columns, x of %d",
                  cols(), x.dimension());
   y.clear(0);
   y.expand(rows());
@@ -489,7 +489,7 @@ void mlSparseMatrix::multiply_vector(const mlVector& x, mlVector& y) const noexc
 
 void mlSparseMatrix::multiply_matrix(const mlMatrix& m, mlMatrix& c) const noexcept {
   PASKOSDA_CHECK(&m != &c, "mlSparseMatrix::multiply_matrix: m and c are one matrix");
-  PASKOSDA_CHECK(m.rows() >= cols(), "mlSparseMatrix::multiply_matrix: %d columns, m has %d rows",
+  PASKOSDA_CHECK(m.rows() == cols(), "mlSparseMatrix::multiply_matrix: %d columns, m has %d rows",
                  cols(), m.rows());
   const int n = m.cols();
   c.become(mlMatrixZero, rows(), n);
@@ -630,7 +630,7 @@ mlSparseSymMatrix& mlSparseSymMatrix::operator-=(const mlSparseSymMatrix& s) noe
 
 void mlSparseSymMatrix::multiply_vector(const mlVector& x, mlVector& y) const noexcept {
   PASKOSDA_CHECK(&x != &y, "mlSparseSymMatrix::multiply_vector: x and y are one vector");
-  PASKOSDA_CHECK(x.dimension() >= cols(), "mlSparseSymMatrix::multiply_vector: %d columns, x of %d",
+  PASKOSDA_CHECK(x.dimension() == cols(), "mlSparseSymMatrix::multiply_vector: %d columns, x of %d",
                  cols(), x.dimension());
   const int n = rows();
   y.clear(0);
@@ -657,7 +657,7 @@ void mlSparseSymMatrix::multiply_vector(const mlVector& x, mlVector& y) const no
 
 void mlSparseSymMatrix::multiply_matrix(const mlMatrix& m, mlMatrix& c) const noexcept {
   PASKOSDA_CHECK(&m != &c, "mlSparseSymMatrix::multiply_matrix: m and c are one matrix");
-  PASKOSDA_CHECK(m.rows() >= cols(),
+  PASKOSDA_CHECK(m.rows() == cols(),
                  "mlSparseSymMatrix::multiply_matrix: %d columns, m has %d rows", cols(), m.rows());
   const int n = m.cols();
   c.become(mlMatrixZero, rows(), n);

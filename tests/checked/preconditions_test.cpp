@@ -181,6 +181,18 @@ TEST(mlPreconditions, EachBrokenPreconditionStopsWithItsMessage) {
          t.solve(d.slice(), xs);
        },
        "mlTridiagonal::solve: n = 3, d has 2 elements, x 3"},
+      {"sparse product of 2x2 by 3x3",
+       [] {
+         mlSparseMatrix c(mlMatrixProduct, mlSparseMatrix(mlMatrixIdentity, 2),
+                          mlSparseMatrix(mlMatrixIdentity, 3));
+       },
+       "sparse product of 2 by 2 with 3 by 3"},
+      {"sparse matrix times a vector too long",
+       [] {
+         mlVector y;
+         mlSparseMatrix(mlMatrixIdentity, 2).multiply_vector(vec({1, 2, 3}), y);
+       },
+       "mlSparseMatrix::multiply_vector: 2 columns, x of 3"},
       {"sparse element outside the matrix",
        [] { (void)mlSparseMatrix(mlMatrixIdentity, 3).element(5, 0); },
        "mlSparseMatrix::element\\(5, 0\\) of a 3 by 3 matrix"},
