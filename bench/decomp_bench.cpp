@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "decomp/mlCholeskyDecomposition.h"
-#include "decomp/mlDecompKernel.h"
+#include "kernels/mlDecompKernel.h"
 #include "decomp/mlLUDecomposition.h"
 #include "linalg/mlMatrix.h"
 #include "linalg/mlRandom.h"

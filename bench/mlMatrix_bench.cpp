@@ -4,7 +4,7 @@
 
 #include <vector>
 
-#include "linalg/mlMatrixKernel.h"
+#include "kernels/mlMatrixKernel.h"
 #include "linalg/mlRandom.h"
 #include "support/reference_kernels.h"
 

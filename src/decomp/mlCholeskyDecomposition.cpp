@@ -3,7 +3,7 @@
 #include <cstddef>
 
 #include "containers/utCheck.h"
-#include "mlDecompKernel.h"
+#include "kernels/mlDecompKernel.h"
 
 mlCholeskyDecomposition::mlCholeskyDecomposition(const mlMatrix& a) noexcept
     : diagonal_(a.rows(), 1) {

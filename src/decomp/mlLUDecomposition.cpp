@@ -1,7 +1,7 @@
 #include "decomp/mlLUDecomposition.h"
 
 #include "containers/utCheck.h"
-#include "mlDecompKernel.h"
+#include "kernels/mlDecompKernel.h"
 
 namespace {
 

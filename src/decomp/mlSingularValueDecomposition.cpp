@@ -6,9 +6,12 @@
 #include "containers/utCheck.h"
 #include "containers/utMath.h"
 #include "decomp/mlFortranMatrix.h"
-#include "mlSvdKernel.h"
+#include "kernels/mlSvdKernel.h"
 
 namespace {
+
+using paskosda_detail::daxpy;
+using paskosda_detail::ddot;
 
 // The smallest normal double. Magnitudes below it are flushed to exactly +0.0 so that
 // denormals never enter the iteration (a deliberate addition to the classical routine), at
@@ -50,20 +53,6 @@ double dnrm2(int n, const double* x) noexcept {
   return scale * std::sqrt(ssq);
 }
 
-// Unrolled by 5; the five products join the sum one at a time, so the result is the plain
-// sequential sum from 0.0.
-double ddot(int n, const double* x, const double* y) noexcept {
-  double t = 0.0;
-  if (n <= 0) return t;
-  const int head = n % 5;
-  for (int i = 0; i < head; ++i)
-    t = t + x[i] * y[i];
-  for (int i = head; i < n; i += 5)
-    t = t + x[i] * y[i] + x[i + 1] * y[i + 1] + x[i + 2] * y[i + 2] + x[i + 3] * y[i + 3] +
-        x[i + 4] * y[i + 4];
-  return t;
-}
-
 // x = a * x, unrolled by 5.
 void dscal(int n, double a, double* x) noexcept {
   if (n <= 0) return;
@@ -77,14 +66,6 @@ void dscal(int n, double a, double* x) noexcept {
     x[i + 3] = a * x[i + 3];
     x[i + 4] = a * x[i + 4];
   }
-}
-
-// y = y + a * x; nothing at all for a zero factor.
-void daxpy(int n, double a, const double* x, double* y) noexcept {
-  if (n <= 0) return;
-  if (a == 0.0) return;
-  for (int i = 0; i < n; ++i)
-    y[i] = y[i] + a * x[i];
 }
 
 // The plane rotation (x, y) -> (c x + s y, c y - s x).
@@ -395,34 +376,6 @@ int dsvdc(mlFortranMatrix& x, int n, int p, mlFortranVector& s, mlFortranVector&
 }
 
 }  // namespace
-
-void paskosda_detail::svd_reflect_columns(int len, const double* h, double* c, std::ptrdiff_t ld,
-                                          int ncols) noexcept {
-  // Eight columns at a time: eight independent running sums, each in the order of ddot, so
-  // the loop is bound by throughput instead of by the latency of one chain of additions.
-  constexpr int kBlock = 8;
-  const double pivot = h[0];
-  int j = 0;
-  for (; j + kBlock <= ncols; j += kBlock) {
-    double* col[kBlock];
-    double d[kBlock];
-    for (int b = 0; b < kBlock; ++b) {
-      col[b] = c + ld * (j + b);
-      d[b] = 0.0;
-    }
-    for (int i = 0; i < len; ++i) {
-      const double hi = h[i];
-      for (int b = 0; b < kBlock; ++b)
-        d[b] = d[b] + hi * col[b][i];
-    }
-    for (int b = 0; b < kBlock; ++b)
-      daxpy(len, -d[b] / pivot, h, col[b]);
-  }
-  for (; j < ncols; ++j) {
-    double* cj = c + ld * j;
-    daxpy(len, -ddot(len, h, cj) / pivot, h, cj);
-  }
-}
 
 mlSingularValueDecomposition::mlSingularValueDecomposition(const mlMatrix& a) noexcept {
   become(a);

@@ -6,7 +6,7 @@
 
 #include "containers/doublecoDynArr2D.h"
 #include "linalg/mlStrided.h"
-#include "mlMatrixKernel.h"
+#include "kernels/mlMatrixKernel.h"
 
 mlMatrix::mlMatrix(int r, int c) noexcept : doublecoDynArr(r * c, 1) { become(r, c); }
 

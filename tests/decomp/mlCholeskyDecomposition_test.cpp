@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "../../src/decomp/mlDecompKernel.h"
+#include "kernels/mlDecompKernel.h"
 #include "support/reference_decomp.h"
 #include "support/test_support.h"
 

@@ -4,7 +4,7 @@
 
 #include <utility>
 
-#include "../../src/decomp/mlDecompKernel.h"
+#include "kernels/mlDecompKernel.h"
 #include "support/reference_decomp.h"
 #include "support/test_support.h"
 

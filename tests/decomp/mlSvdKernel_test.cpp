@@ -1,4 +1,4 @@
-#include "../../src/decomp/mlSvdKernel.h"
+#include "kernels/mlSvdKernel.h"
 
 #include <gtest/gtest.h>
 

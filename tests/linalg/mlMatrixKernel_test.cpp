@@ -1,4 +1,4 @@
-#include "../../src/linalg/mlMatrixKernel.h"
+#include "kernels/mlMatrixKernel.h"
 
 #include <gtest/gtest.h>
 

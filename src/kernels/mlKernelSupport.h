@@ -1,5 +1,5 @@
-#ifndef PASKOSDA_SRC_LINALG_MLKERNELSUPPORT_H
-#define PASKOSDA_SRC_LINALG_MLKERNELSUPPORT_H
+#ifndef PASKOSDA_SRC_KERNELS_MLKERNELSUPPORT_H
+#define PASKOSDA_SRC_KERNELS_MLKERNELSUPPORT_H
 
 // What the vectorised kernels share: index arithmetic in the pointer's width and the one
 // question put to the processor. Private to the library.
@@ -26,4 +26,4 @@ inline bool has_avx2() noexcept {
 
 }  // namespace paskosda_detail
 
-#endif  // PASKOSDA_SRC_LINALG_MLKERNELSUPPORT_H
+#endif  // PASKOSDA_SRC_KERNELS_MLKERNELSUPPORT_H

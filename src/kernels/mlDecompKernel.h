@@ -1,8 +1,9 @@
-#ifndef PASKOSDA_SRC_DECOMP_MLDECOMPKERNEL_H
-#define PASKOSDA_SRC_DECOMP_MLDECOMPKERNEL_H
+#ifndef PASKOSDA_SRC_KERNELS_MLDECOMPKERNEL_H
+#define PASKOSDA_SRC_KERNELS_MLDECOMPKERNEL_H
 
 // The elimination and substitution kernels behind the LU and Cholesky decompositions. Private
-// to the library: not installed, not exported.
+// to the library: not installed, not exported; the tests and benchmarks link the kernel
+// objects themselves.
 //
 // Each gives exactly the bits of the plain loops that define it: every element receives the
 // same operations (each product rounded by itself, then subtracted from the running value, in
@@ -10,7 +11,6 @@
 // work between independent elements, never the operations on one element.
 
 #include "containers/coDynArr.h"
-#include "paskosda_export.h"
 
 namespace paskosda_detail {
 
@@ -20,36 +20,35 @@ enum class KernelIsa { Best, Baseline };
 
 // Gaussian elimination with partial pivoting of the r x c matrix a (row stride c, c >= r >= 1),
 // as `ml_lu_eliminate` defines it; permutation and *swaps are set from the start.
-PASKOSDA_EXPORT int lu_eliminate_kernel(double* a, int r, int c, int* permutation, int* swaps,
-                                        double tolerance, KernelIsa isa = KernelIsa::Best) noexcept;
+int lu_eliminate_kernel(double* a, int r, int c, int* permutation, int* swaps, double tolerance,
+                        KernelIsa isa = KernelIsa::Best) noexcept;
 
 // x (n x k, row stride k) := L^-1 x for the unit lower factor stored strictly below the
 // diagonal of lu (n x n): x(i, col) -= x(j, col) * L(i, j) for ascending j.
-PASKOSDA_EXPORT void lu_forward_matrix(const double* lu, int n, double* x, int k,
-                                       KernelIsa isa = KernelIsa::Best) noexcept;
+void lu_forward_matrix(const double* lu, int n, double* x, int k,
+                       KernelIsa isa = KernelIsa::Best) noexcept;
 
 // x (n x k) := U^-1 x for the upper factor of lu: the last row is multiplied by the reciprocal
 // of U(n-1, n-1); each row above is x(i, col) - x(m, col) * U(i, m) for m = i+1 ... n-1, then
 // divided by U(i, i).
-PASKOSDA_EXPORT void lu_back_matrix(const double* lu, int n, double* x, int k,
-                                    KernelIsa isa = KernelIsa::Best) noexcept;
+void lu_back_matrix(const double* lu, int n, double* x, int k,
+                    KernelIsa isa = KernelIsa::Best) noexcept;
 
 // The vector form of lu_forward_matrix (k = 1).
-PASKOSDA_EXPORT void lu_forward_vector(const double* lu, int n, double* x) noexcept;
+void lu_forward_vector(const double* lu, int n, double* x) noexcept;
 
 // The Cholesky factorisation of the n x n matrix a (row stride n) as `ml_cholesky_factor`
 // defines it, writing L strictly below the diagonal and its diagonal into `diagonal`.
-PASKOSDA_EXPORT int cholesky_factor_kernel(double* a, int n, doublecoDynArr& diagonal,
-                                           KernelIsa isa = KernelIsa::Best) noexcept;
+int cholesky_factor_kernel(double* a, int n, doublecoDynArr& diagonal,
+                           KernelIsa isa = KernelIsa::Best) noexcept;
 
 // The matrix form of `ml_cholesky_substitute`: each of the k columns of x (n x k, row stride k)
 // is replaced by the solution of L * L^T * x = that column, with L strictly below the diagonal
 // of a (n x n) and its diagonal in `diagonal`; every column gets exactly the operations of the
 // vector routine.
-PASKOSDA_EXPORT void cholesky_solve_matrix(const double* a, int n, const double* diagonal,
-                                           double* x, int k,
-                                           KernelIsa isa = KernelIsa::Best) noexcept;
+void cholesky_solve_matrix(const double* a, int n, const double* diagonal, double* x, int k,
+                           KernelIsa isa = KernelIsa::Best) noexcept;
 
 }  // namespace paskosda_detail
 
-#endif  // PASKOSDA_SRC_DECOMP_MLDECOMPKERNEL_H
+#endif  // PASKOSDA_SRC_KERNELS_MLDECOMPKERNEL_H

@@ -1,11 +1,11 @@
-#include "mlDecompKernel.h"
+#include "kernels/mlDecompKernel.h"
 
 #include <algorithm>
 #include <climits>
 #include <cmath>
 #include <cstddef>
 #include <cstring>
-#include "../linalg/mlKernelSupport.h"
+#include "kernels/mlKernelSupport.h"
 
 // How the order is kept.
 //

@@ -1,4 +1,4 @@
-#include "mlMatrixKernel.h"
+#include "kernels/mlMatrixKernel.h"
 
 #include <algorithm>
 #include <cstddef>
@@ -8,7 +8,7 @@
 
 #include "containers/coDynArr.h"
 #include "containers/utCheck.h"
-#include "mlKernelSupport.h"
+#include "kernels/mlKernelSupport.h"
 
 // How the order is kept. The product is defined element by element: c(i, j) starts at +0.0
 // and takes a(i, 0) * b(0, j), then a(i, 1) * b(1, j), ... each product rounded by itself and
