@@ -42,8 +42,21 @@ void BM_Product(benchmark::State& state) {
   }
   report_flops(state, 2.0 * n * n * n);
 }
-BENCHMARK(BM_Product<paskosda_detail::multiply_kernel>)
+// The kernel on the processor's best instruction set, and on the baseline every x86-64 has.
+template <paskosda_detail::KernelIsa isa>
+void kernel_product(int m, int n, int k, const double* a, int lda, const double* b, int ldb,
+                    double* c, int ldc) {
+  paskosda_detail::multiply_kernel(m, n, k, a, lda, b, ldb, c, ldc, isa);
+}
+BENCHMARK(BM_Product<kernel_product<paskosda_detail::KernelIsa::Best>>)
     ->Name("Product/kernel")
+    ->Arg(64)
+    ->Arg(256)
+    ->Arg(512)
+    ->Arg(1024)
+    ->Unit(benchmark::kMicrosecond);
+BENCHMARK(BM_Product<kernel_product<paskosda_detail::KernelIsa::Baseline>>)
+    ->Name("Product/kernel-baseline")
     ->Arg(64)
     ->Arg(256)
     ->Arg(512)

@@ -5,6 +5,8 @@
 #include <cmath>
 #include <cstddef>
 #include <cstring>
+#include <utility>
+
 #include "kernels/mlKernelSupport.h"
 
 // How the order is kept.
@@ -257,18 +259,7 @@ __attribute__((always_inline)) inline void subtract_products(int m, int n, int k
   constexpr int NR = T::kVectors * lanes<typename T::V>();
   static_assert(NR <= kMaxTileColumns, "the pack buffer is sized for kMaxTileColumns");
   if (m <= 0 || n <= 0 || kb <= 0) return;
-  // b by panels of NR columns, each panel p by p, so that a tile reads it in sequence
-  // whatever b's row stride.
-  for (int j0 = 0; j0 < n; j0 += NR) {
-    const int cols = std::min(NR, n - j0);
-    double* out = pack + Index{j0} * kb;
-    for (int p = 0; p < kb; ++p) {
-      const double* row = b + p * ldb + j0;
-      for (int j = 0; j < NR; ++j)
-        out[j] = j < cols ? row[j] : 0.0;
-      out += NR;
-    }
-  }
+  pack_b_panels<NR>(kb, n, b, ldb, pack);
   for (int i0 = 0; i0 < m; i0 += MR) {
     const int rows = std::min(MR, m - i0);
     const double* ai = a + i0 * lda;
@@ -619,103 +610,97 @@ __attribute__((always_inline)) inline int cholesky_factor_columns(double* a, int
   return 1;
 }
 
-// ---- Entry points per instruction set -------------------------------------------------------
+// ---- Entry points: each operation once per instruction set -------------------------------
+// An operation's `run<T>` holds its whole computation, inlined, so that `run_best` compiles it
+// once for the baseline and once, in a function of its own, for AVX2, and picks one at run
+// time.
 
-int lu_blocked_sse2(double* a, int r, int c, int* permutation, int* swaps, double tolerance,
-                    double* pack) noexcept {
-  return lu_eliminate_blocked<Sse2>(a, r, c, permutation, swaps, tolerance, pack);
-}
-void lu_extra_sse2(double* a, int r, int c, double* strip) noexcept {
-  back_substitute<Sse2, false, true>(a, c, r, a + r, c, c - r, strip);
-}
-void lu_forward_sse2(const double* lu, int n, double* x, int k, double* pack) noexcept {
-  lu_forward_blocked<Sse2>(lu, n, x, k, pack);
-}
-void lu_back_sse2(const double* lu, int n, double* x, int k, double* strip) noexcept {
-  back_substitute<Sse2, true, false>(lu, n, n, x, k, k, strip);
-}
-void cholesky_solve_sse2(const double* a, const double* lt, int n, const double* d, double* x,
-                         int k, double* strip) noexcept {
-  cholesky_substitute_strips<Sse2>(a, lt, n, d, x, k, strip);
-}
-int cholesky_sse2(double* a, int n, doublecoDynArr& diagonal, double* t, double* s) noexcept {
-  return cholesky_factor_columns<Sse2>(a, n, diagonal, t, s);
+template <class Op, class... Args>
+auto run_baseline(Args&&... args) noexcept {
+  return Op::template run<Sse2>(std::forward<Args>(args)...);
 }
 
 #if defined(__x86_64__) || defined(__i386__)
-__attribute__((target("avx2"))) int lu_blocked_avx2(double* a, int r, int c, int* permutation,
-                                                    int* swaps, double tolerance,
-                                                    double* pack) noexcept {
-  return lu_eliminate_blocked<Avx2>(a, r, c, permutation, swaps, tolerance, pack);
-}
-__attribute__((target("avx2"))) void lu_extra_avx2(double* a, int r, int c,
-                                                   double* strip) noexcept {
-  back_substitute<Avx2, false, true>(a, c, r, a + r, c, c - r, strip);
-}
-__attribute__((target("avx2"))) void lu_forward_avx2(const double* lu, int n, double* x, int k,
-                                                     double* pack) noexcept {
-  lu_forward_blocked<Avx2>(lu, n, x, k, pack);
-}
-__attribute__((target("avx2"))) void lu_back_avx2(const double* lu, int n, double* x, int k,
-                                                  double* strip) noexcept {
-  back_substitute<Avx2, true, false>(lu, n, n, x, k, k, strip);
-}
-__attribute__((target("avx2"))) void cholesky_solve_avx2(const double* a, const double* lt, int n,
-                                                         const double* d, double* x, int k,
-                                                         double* strip) noexcept {
-  cholesky_substitute_strips<Avx2>(a, lt, n, d, x, k, strip);
-}
-__attribute__((target("avx2"))) int cholesky_avx2(double* a, int n, doublecoDynArr& diagonal,
-                                                  double* t, double* s) noexcept {
-  return cholesky_factor_columns<Avx2>(a, n, diagonal, t, s);
+template <class Op, class... Args>
+__attribute__((target("avx2"))) auto run_avx2(Args&&... args) noexcept {
+  return Op::template run<Avx2>(std::forward<Args>(args)...);
 }
 #endif
+
+template <class Op, class... Args>
+auto run_best(KernelIsa isa, Args&&... args) noexcept {
+#if defined(__x86_64__) || defined(__i386__)
+  if (use_avx2(isa)) return run_avx2<Op>(std::forward<Args>(args)...);
+#else
+  static_cast<void>(isa);
+#endif
+  return run_baseline<Op>(std::forward<Args>(args)...);
+}
+
+struct LuBlocked {
+  template <class T>
+  __attribute__((always_inline)) static int run(double* a, int r, int c, int* permutation,
+                                                int* swaps, double tolerance,
+                                                double* pack) noexcept {
+    return lu_eliminate_blocked<T>(a, r, c, permutation, swaps, tolerance, pack);
+  }
+};
+struct LuExtra {
+  template <class T>
+  __attribute__((always_inline)) static void run(double* a, int r, int c, double* strip) noexcept {
+    back_substitute<T, false, true>(a, c, r, a + r, c, c - r, strip);
+  }
+};
+struct LuForward {
+  template <class T>
+  __attribute__((always_inline)) static void run(const double* lu, int n, double* x, int k,
+                                                 double* pack) noexcept {
+    lu_forward_blocked<T>(lu, n, x, k, pack);
+  }
+};
+struct LuBack {
+  template <class T>
+  __attribute__((always_inline)) static void run(const double* lu, int n, double* x, int k,
+                                                 double* strip) noexcept {
+    back_substitute<T, true, false>(lu, n, n, x, k, k, strip);
+  }
+};
+struct CholeskySolve {
+  template <class T>
+  __attribute__((always_inline)) static void run(const double* a, const double* lt, int n,
+                                                 const double* d, double* x, int k,
+                                                 double* strip) noexcept {
+    cholesky_substitute_strips<T>(a, lt, n, d, x, k, strip);
+  }
+};
+struct CholeskyColumns {
+  template <class T>
+  __attribute__((always_inline)) static int run(double* a, int n, doublecoDynArr& diagonal,
+                                                double* t, double* s) noexcept {
+    return cholesky_factor_columns<T>(a, n, diagonal, t, s);
+  }
+};
 
 int lu_blocked(double* a, int r, int c, int* permutation, int* swaps, double tolerance,
                double* pack, KernelIsa isa) noexcept {
-  static_cast<void>(isa);  // only x86 has a choice
-#if defined(__x86_64__) || defined(__i386__)
-  if (isa == KernelIsa::Best && has_avx2())
-    return lu_blocked_avx2(a, r, c, permutation, swaps, tolerance, pack);
-#endif
-  return lu_blocked_sse2(a, r, c, permutation, swaps, tolerance, pack);
+  return run_best<LuBlocked>(isa, a, r, c, permutation, swaps, tolerance, pack);
 }
 void lu_extra(double* a, int r, int c, double* strip, KernelIsa isa) noexcept {
-  static_cast<void>(isa);  // only x86 has a choice
-#if defined(__x86_64__) || defined(__i386__)
-  if (isa == KernelIsa::Best && has_avx2()) return lu_extra_avx2(a, r, c, strip);
-#endif
-  lu_extra_sse2(a, r, c, strip);
+  run_best<LuExtra>(isa, a, r, c, strip);
 }
 void lu_forward(const double* lu, int n, double* x, int k, double* pack, KernelIsa isa) noexcept {
-  static_cast<void>(isa);  // only x86 has a choice
-#if defined(__x86_64__) || defined(__i386__)
-  if (isa == KernelIsa::Best && has_avx2()) return lu_forward_avx2(lu, n, x, k, pack);
-#endif
-  lu_forward_sse2(lu, n, x, k, pack);
+  run_best<LuForward>(isa, lu, n, x, k, pack);
 }
 void lu_back(const double* lu, int n, double* x, int k, double* strip, KernelIsa isa) noexcept {
-  static_cast<void>(isa);  // only x86 has a choice
-#if defined(__x86_64__) || defined(__i386__)
-  if (isa == KernelIsa::Best && has_avx2()) return lu_back_avx2(lu, n, x, k, strip);
-#endif
-  lu_back_sse2(lu, n, x, k, strip);
+  run_best<LuBack>(isa, lu, n, x, k, strip);
 }
 void cholesky_solve(const double* a, const double* lt, int n, const double* d, double* x, int k,
                     double* strip, KernelIsa isa) noexcept {
-  static_cast<void>(isa);  // only x86 has a choice
-#if defined(__x86_64__) || defined(__i386__)
-  if (isa == KernelIsa::Best && has_avx2()) return cholesky_solve_avx2(a, lt, n, d, x, k, strip);
-#endif
-  cholesky_solve_sse2(a, lt, n, d, x, k, strip);
+  run_best<CholeskySolve>(isa, a, lt, n, d, x, k, strip);
 }
 int cholesky_columns(double* a, int n, doublecoDynArr& diagonal, double* t, double* s,
                      KernelIsa isa) noexcept {
-  static_cast<void>(isa);  // only x86 has a choice
-#if defined(__x86_64__) || defined(__i386__)
-  if (isa == KernelIsa::Best && has_avx2()) return cholesky_avx2(a, n, diagonal, t, s);
-#endif
-  return cholesky_sse2(a, n, diagonal, t, s);
+  return run_best<CholeskyColumns>(isa, a, n, diagonal, t, s);
 }
 
 constexpr bool kVectorPath = true;

@@ -11,12 +11,9 @@
 // work between independent elements, never the operations on one element.
 
 #include "containers/coDynArr.h"
+#include "kernels/mlKernelSupport.h"
 
 namespace paskosda_detail {
-
-// The vector instructions a kernel may use: the best the processor offers (what the library
-// always uses), or the baseline of the build (SSE2 on x86-64), which the tests also check.
-enum class KernelIsa { Best, Baseline };
 
 // Gaussian elimination with partial pivoting of the r x c matrix a (row stride c, c >= r >= 1),
 // as `ml_lu_eliminate` defines it; permutation and *swaps are set from the start.

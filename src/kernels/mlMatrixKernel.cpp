@@ -209,21 +209,6 @@ void pack_a(int mc, int kc, const double* a, Index lda, double* out) noexcept {
   }
 }
 
-// Columns 0 .. nc - 1 of b, depth 0 .. kc - 1, as panels of NR columns, each panel row by row.
-// Columns past nc are zero, feeding only tile columns that are never stored.
-template <int NR>
-void pack_b(int kc, int nc, const double* b, Index ldb, double* out) noexcept {
-  for (int j0 = 0; j0 < nc; j0 += NR) {
-    const int cols = std::min(NR, nc - j0);
-    for (int p = 0; p < kc; ++p) {
-      const double* row = b + p * ldb + j0;
-      for (int j = 0; j < NR; ++j)
-        out[j] = j < cols ? row[j] : 0.0;
-      out += NR;
-    }
-  }
-}
-
 // A tile cut by the edge of c runs through a full-size copy of its part of c.
 template <class K>
 void edge_tile(int kc, const double* ap, const double* bp, double* c, Index ldc, bool first,
@@ -257,7 +242,7 @@ bool multiply_packed(int m, int n, int k, const double* a, Index lda, const doub
     for (int pc = 0; pc < k; pc += K::kc) {
       const int kc = std::min(K::kc, k - pc);
       const bool first = pc == 0;
-      pack_b<NR>(kc, nc, b + pc * ldb + jc, ldb, pack.b());
+      pack_b_panels<NR>(kc, nc, b + pc * ldb + jc, ldb, pack.b());
       for (int ic = 0; ic < m; ic += K::mc) {
         const int mc = std::min(K::mc, m - ic);
         pack_a<MR, K::a_copies>(mc, kc, a + ic * lda + pc, lda, pack.a());
@@ -282,15 +267,15 @@ bool multiply_packed(int m, int n, int k, const double* a, Index lda, const doub
 }
 
 bool multiply_fast(int m, int n, int k, const double* a, Index lda, const double* b, Index ldb,
-                   double* c, Index ldc) noexcept {
-  if (has_avx2()) return multiply_packed<Avx2Kernel>(m, n, k, a, lda, b, ldb, c, ldc);
+                   double* c, Index ldc, KernelIsa isa) noexcept {
+  if (use_avx2(isa)) return multiply_packed<Avx2Kernel>(m, n, k, a, lda, b, ldb, c, ldc);
   return multiply_packed<Sse2Kernel>(m, n, k, a, lda, b, ldb, c, ldc);
 }
 
 #else
 
-bool multiply_fast(int, int, int, const double*, Index, const double*, Index, double*,
-                   Index) noexcept {
+bool multiply_fast(int, int, int, const double*, Index, const double*, Index, double*, Index,
+                   KernelIsa) noexcept {
   return false;
 }
 
@@ -318,7 +303,7 @@ void dot_rows(std::index_sequence<R...>, int k, const double* a, Index lda, cons
 }  // namespace
 
 void multiply_kernel(int m, int n, int k, const double* a, int lda, const double* b, int ldb,
-                     double* c, int ldc) noexcept {
+                     double* c, int ldc, KernelIsa isa) noexcept {
   PASKOSDA_CHECK(m >= 0 && n >= 0 && k >= 0, "m = %d, n = %d, k = %d", m, n, k);
   PASKOSDA_CHECK((m <= 1 || lda >= k) && (k <= 1 || ldb >= n) && (m <= 1 || ldc >= n),
                  "lda = %d, ldb = %d, ldc = %d for m = %d, n = %d, k = %d", lda, ldb, ldc, m, n, k);
@@ -329,7 +314,8 @@ void multiply_kernel(int m, int n, int k, const double* a, int lda, const double
     return;
   }
   const double products = static_cast<double>(m) * n * k;
-  if (products >= kPackedMinimumProducts && multiply_fast(m, n, k, a, lda, b, ldb, c, ldc)) return;
+  if (products >= kPackedMinimumProducts && multiply_fast(m, n, k, a, lda, b, ldb, c, ldc, isa))
+    return;
   multiply_portable(m, n, k, a, lda, b, ldb, c, ldc);
 }
 

@@ -14,6 +14,7 @@
 
 namespace {
 
+using paskosda_detail::KernelIsa;
 using paskosda_detail::multiply_kernel;
 using paskosda_detail::multiply_vector_kernel;
 using paskosda_test::literal_multiply;
@@ -85,10 +86,15 @@ TEST(mlMatrixKernel, ProductMatchesTheLiteralLoopBitForBit) {
     const std::vector<double> a = random_rows(r, kind, m, k, lda);
     const std::vector<double> b = random_rows(r, kind, k, n, ldb);
     std::vector<double> expected(static_cast<std::size_t>(m) * ldc + 1, kSentinel);
-    std::vector<double> actual = expected;
     literal_multiply(m, n, k, a.data(), lda, b.data(), ldb, expected.data(), ldc);
-    multiply_kernel(m, n, k, a.data(), lda, b.data(), ldb, actual.data(), ldc);
-    EXPECT_TRUE(same_results(expected, actual)) << m << " x " << k << " times " << k << " x " << n;
+    // The best instruction set of this processor, and the baseline every x86-64 has.
+    for (const KernelIsa isa : {KernelIsa::Best, KernelIsa::Baseline}) {
+      std::vector<double> actual(expected.size(), kSentinel);
+      multiply_kernel(m, n, k, a.data(), lda, b.data(), ldb, actual.data(), ldc, isa);
+      EXPECT_TRUE(same_results(expected, actual))
+          << m << " x " << k << " times " << k << " x " << n
+          << (isa == KernelIsa::Best ? " (best)" : " (baseline)");
+    }
   }
 }
 
