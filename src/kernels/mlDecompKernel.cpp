@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "kernels/mlKernelSupport.h"
+#include "kernels/mlTileKernel.h"
 
 // How the order is kept.
 //
@@ -174,8 +175,6 @@ int pack_size(int kb, int n) noexcept { return kb * round_up(n > 0 ? n : 1, kMax
 // Everything below is inlined into one entry function per instruction set, so that the AVX2
 // entry compiles all of it for AVX2.
 
-typedef double v2d __attribute__((vector_size(16)));
-
 // A register tile of the product update is kRows rows by kVectors vectors; a Cholesky column
 // tile and a back-substitution strip are kWide vectors.
 struct Sse2 {
@@ -184,7 +183,6 @@ struct Sse2 {
 };
 
 #if defined(__x86_64__) || defined(__i386__)
-typedef double v4d __attribute__((vector_size(32)));
 struct Avx2 {
   typedef v4d V;
   static constexpr int kRows = 6, kVectors = 2, kWide = 8;
@@ -192,49 +190,9 @@ struct Avx2 {
 
 #endif
 
-template <class V>
-constexpr int lanes() noexcept {
-  return static_cast<int>(sizeof(V) / sizeof(double));
-}
-
 // ---- C -= A * B, one subtraction per product, in ascending depth ----------------------------
 // c(i, j) := c(i, j) - a(i, p) * b(p, j) for p = 0 ... kb-1, each product rounded and
 // subtracted by itself (AFirst), or with the product written b(p, j) * a(i, p) (!AFirst).
-
-// One tile of R rows by kVectors vectors of c; `bp` is the tile's panel of b, packed p by p.
-template <class T, int R, bool AFirst>
-__attribute__((always_inline)) inline void subtract_tile(int kb, const double* a, Index lda,
-                                                         const double* bp, double* c,
-                                                         Index ldc) noexcept {
-  typedef typename T::V V;
-  constexpr int L = lanes<V>();
-  constexpr int NV = T::kVectors;
-  V acc[R][NV];
-  for (int r = 0; r < R; ++r) {
-    for (int v = 0; v < NV; ++v)
-      std::memcpy(&acc[r][v], c + r * ldc + v * L, sizeof(V));
-  }
-  for (int p = 0; p < kb; ++p) {
-    V b[NV];
-    for (int v = 0; v < NV; ++v)
-      std::memcpy(&b[v], bp + v * L, sizeof(V));
-    for (int r = 0; r < R; ++r) {
-      const double x = a[r * lda + p];
-      for (int v = 0; v < NV; ++v) {
-        if constexpr (AFirst) {
-          acc[r][v] = acc[r][v] - x * b[v];
-        } else {
-          acc[r][v] = acc[r][v] - b[v] * x;
-        }
-      }
-    }
-    bp += NV * L;
-  }
-  for (int r = 0; r < R; ++r) {
-    for (int v = 0; v < NV; ++v)
-      std::memcpy(c + r * ldc + v * L, &acc[r][v], sizeof(V));
-  }
-}
 
 template <class T, int R, bool AFirst>
 __attribute__((always_inline)) inline void subtract_tile_rows(int rows, int kb, const double* a,
@@ -246,7 +204,9 @@ __attribute__((always_inline)) inline void subtract_tile_rows(int rows, int kb, 
       return;
     }
   }
-  subtract_tile<T, R, AFirst>(kb, a, lda, bp, c, ldc);
+  // One tile of R rows by kVectors vectors of c; `bp` is the tile's panel of b, packed p by p.
+  constexpr TileUpdate update = AFirst ? TileUpdate::Subtract : TileUpdate::SubtractBFirst;
+  tile_update<typename T::V, R, T::kVectors, update, 0>(kb, a, lda, bp, c, ldc, true);
 }
 
 // `pack` holds pack_size(kb, n) doubles.

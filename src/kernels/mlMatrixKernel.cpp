@@ -9,6 +9,7 @@
 #include "containers/coDynArr.h"
 #include "containers/utCheck.h"
 #include "kernels/mlKernelSupport.h"
+#include "kernels/mlTileKernel.h"
 
 // How the order is kept. The product is defined element by element: c(i, j) starts at +0.0
 // and takes a(i, 0) * b(0, j), then a(i, 1) * b(1, j), ... each product rounded by itself and
@@ -68,64 +69,6 @@ void multiply_portable(int m, int n, int k, const double* a, Index lda, const do
 // requires for its rounding anyway), through the compilers' vector extensions.
 #if defined(__GNUC__) && defined(__SSE2__)
 
-typedef double v2d __attribute__((vector_size(16)));
-typedef double v4d __attribute__((vector_size(32)));
-
-// One MR x (NV * lanes) tile of c over the depth block kc. The tile's running sums stay in
-// registers from the first product of the block to the last; p is the outer loop, so each
-// element still takes its products in ascending order. `ap` holds the tile's MR rows of a
-// packed by p (each value repeated `copies` times, so that a vector of it is a plain load
-// where a broadcast would cost a shuffle); `bp` holds its columns of b packed by p. With
-// `first` the sums start at +0.0, otherwise from the values a previous depth block left in c.
-template <class V, int MR, int NV, int copies>
-__attribute__((always_inline)) inline void tile_body(int kc, const double* ap, const double* bp,
-                                                     double* c, Index ldc, bool first) noexcept {
-  constexpr int lanes = sizeof(V) / sizeof(double);
-  static_assert(copies == 1 || copies == lanes, "a is packed as scalars or as whole vectors");
-  V acc[MR][NV];
-#pragma GCC unroll 8
-  for (int r = 0; r < MR; ++r) {
-#pragma GCC unroll 4
-    for (int v = 0; v < NV; ++v) {
-      if (first) {
-        acc[r][v] = V{};
-      } else {
-        std::memcpy(&acc[r][v], c + r * ldc + v * lanes, sizeof(V));
-      }
-    }
-  }
-  for (int p = 0; p < kc; ++p) {
-    V bv[NV];
-#pragma GCC unroll 4
-    for (int v = 0; v < NV; ++v)
-      std::memcpy(&bv[v], bp + v * lanes, sizeof(V));
-#pragma GCC unroll 8
-    for (int r = 0; r < MR; ++r) {
-      if constexpr (copies == 1) {
-        // The scalar operand is broadcast to every lane.
-        const double x = ap[r];
-#pragma GCC unroll 4
-        for (int v = 0; v < NV; ++v)
-          acc[r][v] = acc[r][v] + x * bv[v];
-      } else {
-        V x;
-        std::memcpy(&x, ap + r * copies, sizeof(V));
-#pragma GCC unroll 4
-        for (int v = 0; v < NV; ++v)
-          acc[r][v] = acc[r][v] + x * bv[v];
-      }
-    }
-    ap += MR * copies;
-    bp += NV * lanes;
-  }
-#pragma GCC unroll 8
-  for (int r = 0; r < MR; ++r) {
-#pragma GCC unroll 4
-    for (int v = 0; v < NV; ++v)
-      std::memcpy(c + r * ldc + v * lanes, &acc[r][v], sizeof(V));
-  }
-}
-
 // Blocking of one instruction set: the register tile (mr x nr, from 16 vector registers), the
 // depth kc (a kc x nr panel of b stays in L1 while the tiles of a row block pass over it),
 // the row block mc (an mc x kc block of a stays in L2) and the column block nc (a kc x nc
@@ -134,7 +77,7 @@ struct Sse2Kernel {
   static constexpr int mr = 6, nr = 4, a_copies = 2, kc = 256, mc = 120, nc = 2048;
   static void tile(int kc, const double* ap, const double* bp, double* c, Index ldc,
                    bool first) noexcept {
-    tile_body<v2d, mr, 2, a_copies>(kc, ap, bp, c, ldc, first);
+    tile_update<v2d, mr, 2, TileUpdate::Add, a_copies>(kc, ap, 0, bp, c, ldc, !first);
   }
 };
 
@@ -143,7 +86,7 @@ struct Sse2Kernel {
 // been asked, so the library still runs on any x86-64.
 __attribute__((target("avx2"))) void tile_avx2(int kc, const double* ap, const double* bp,
                                                double* c, Index ldc, bool first) noexcept {
-  tile_body<v4d, 6, 2, 1>(kc, ap, bp, c, ldc, first);
+  tile_update<v4d, 6, 2, TileUpdate::Add, 1>(kc, ap, 0, bp, c, ldc, !first);
 }
 
 struct Avx2Kernel {
