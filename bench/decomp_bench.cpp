@@ -8,8 +8,8 @@
 #include <vector>
 
 #include "decomp/mlCholeskyDecomposition.h"
-#include "kernels/mlDecompKernel.h"
 #include "decomp/mlLUDecomposition.h"
+#include "kernels/mlDecompKernel.h"
 #include "linalg/mlMatrix.h"
 #include "linalg/mlRandom.h"
 #include "support/reference_decomp.h"

@@ -5,8 +5,8 @@
 #include <ios>
 
 #include "containers/doublecoDynArr2D.h"
-#include "linalg/mlStrided.h"
 #include "kernels/mlMatrixKernel.h"
+#include "linalg/mlStrided.h"
 
 mlMatrix::mlMatrix(int r, int c) noexcept : doublecoDynArr(r * c, 1) { become(r, c); }
 
