@@ -18,20 +18,48 @@ inline int round_up(int x, int multiple) noexcept {
 }
 
 // The vector instructions a kernel may use: the best the processor offers (what the library
-// always uses), or the baseline of the build (SSE2 on x86-64), which the tests also check.
+// always uses), or a named set, which the tests and benchmarks force to check every path.
 // Every variant rounds exactly as the others, so the choice changes speed, never results.
-enum class KernelIsa { Best, Baseline };
+enum class KernelIsa { Best, Baseline, Avx2, Avx512 };
 
-/// Whether a kernel asked for `isa` runs its AVX2 variant: only for Best, on a processor that
-/// has AVX2 (asked once).
-inline bool use_avx2(KernelIsa isa) noexcept {
+/// The instruction set a kernel asked for `isa` runs on this processor: Best is the widest it
+/// has; a named set it lacks gives the baseline of the build (SSE2 on x86-64).
+inline KernelIsa resolve_isa(KernelIsa isa) noexcept {
 #if defined(__GNUC__) && (defined(__x86_64__) || defined(__i386__))
+  // Asked once. The processor's answer includes the operating system's support for the
+  // wider registers.
   static const bool avx2 = (__builtin_cpu_init(), __builtin_cpu_supports("avx2") != 0);
-  return isa == KernelIsa::Best && avx2;
+  static const bool avx512 = avx2 && __builtin_cpu_supports("avx512f") != 0;
+  switch (isa) {
+    case KernelIsa::Best:
+      return avx512 ? KernelIsa::Avx512 : avx2 ? KernelIsa::Avx2 : KernelIsa::Baseline;
+    case KernelIsa::Avx2:
+      return avx2 ? isa : KernelIsa::Baseline;
+    case KernelIsa::Avx512:
+      return avx512 ? isa : KernelIsa::Baseline;
+    default:
+      return KernelIsa::Baseline;
+  }
 #else
   static_cast<void>(isa);
-  return false;
+  return KernelIsa::Baseline;
 #endif
+}
+
+/// Whether a kernel asked for `isa` may use AVX2 (every AVX-512 processor has it).
+inline bool use_avx2(KernelIsa isa) noexcept { return resolve_isa(isa) != KernelIsa::Baseline; }
+
+/// Whether a kernel asked for `isa` may use AVX-512.
+inline bool use_avx512(KernelIsa isa) noexcept { return resolve_isa(isa) == KernelIsa::Avx512; }
+
+/// The named instruction sets this processor runs, the baseline first: the paths a test of a
+/// kernel must cover. Returns how many of the three were written to `out`.
+inline int available_isas(KernelIsa out[3]) noexcept {
+  int count = 0;
+  for (const KernelIsa isa : {KernelIsa::Baseline, KernelIsa::Avx2, KernelIsa::Avx512}) {
+    if (resolve_isa(isa) == isa) out[count++] = isa;
+  }
+  return count;
 }
 
 /// Columns 0 .. n - 1 of b, depth 0 .. kb - 1, as panels of NR columns, each panel row by row

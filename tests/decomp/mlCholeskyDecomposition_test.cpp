@@ -7,6 +7,7 @@
 
 #include "kernels/mlDecompKernel.h"
 #include "support/reference_decomp.h"
+#include "support/reference_kernels.h"
 #include "support/test_support.h"
 
 namespace {
@@ -97,7 +98,7 @@ TEST(CholeskyDecomposition, MatrixSolveIsTheVectorSolveOfEachColumnBitForBit) {
       mlMatrix b = random_matrix(random, n, k);
       b(random.integer(n), random.integer(k)) = -0.0;
       b(random.integer(n), random.integer(k)) = kNaN;
-      for (const KernelIsa isa : {KernelIsa::Best, KernelIsa::Baseline}) {
+      for (const KernelIsa isa : best_and_kernel_isas()) {
         mlMatrix x(utCopy, b);
         isa == KernelIsa::Best ? c.solve(b, x)
                                : paskosda_detail::cholesky_solve_matrix(
@@ -113,7 +114,7 @@ TEST(CholeskyDecomposition, MatrixSolveIsTheVectorSolveOfEachColumnBitForBit) {
 }
 
 TEST(CholeskyDecomposition, FastFactorisationMatchesThePlainLoopsBitForBit) {
-  for (const KernelIsa isa : {KernelIsa::Best, KernelIsa::Baseline}) {
+  for (const KernelIsa isa : best_and_kernel_isas()) {
     mlRandom random(99);
     int failures = 0;
     for (int trial = 0; trial < 50; ++trial) {

@@ -3,9 +3,11 @@
 #include <gtest/gtest.h>
 
 #include <utility>
+#include <vector>
 
 #include "kernels/mlDecompKernel.h"
 #include "support/reference_decomp.h"
+#include "support/reference_kernels.h"
 #include "support/test_support.h"
 
 namespace {
@@ -13,8 +15,8 @@ namespace {
 using namespace paskosda_test;
 using paskosda_detail::KernelIsa;
 
-// The public functions use the best instruction set; the baseline one is checked directly.
-constexpr KernelIsa kIsas[] = {KernelIsa::Best, KernelIsa::Baseline};
+// The public functions use the best instruction set; each named one is checked directly.
+const std::vector<KernelIsa> kIsas = best_and_kernel_isas();
 
 // P, L and U as matrices.
 struct Factors {

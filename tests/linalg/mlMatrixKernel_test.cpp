@@ -17,6 +17,8 @@ namespace {
 using paskosda_detail::KernelIsa;
 using paskosda_detail::multiply_kernel;
 using paskosda_detail::multiply_vector_kernel;
+using paskosda_test::isa_name;
+using paskosda_test::kernel_isas;
 using paskosda_test::literal_multiply;
 using paskosda_test::literal_multiply_vector;
 
@@ -87,13 +89,12 @@ TEST(mlMatrixKernel, ProductMatchesTheLiteralLoopBitForBit) {
     const std::vector<double> b = random_rows(r, kind, k, n, ldb);
     std::vector<double> expected(static_cast<std::size_t>(m) * ldc + 1, kSentinel);
     literal_multiply(m, n, k, a.data(), lda, b.data(), ldb, expected.data(), ldc);
-    // The best instruction set of this processor, and the baseline every x86-64 has.
-    for (const KernelIsa isa : {KernelIsa::Best, KernelIsa::Baseline}) {
+    for (const KernelIsa isa : kernel_isas()) {
       std::vector<double> actual(expected.size(), kSentinel);
       multiply_kernel(m, n, k, a.data(), lda, b.data(), ldb, actual.data(), ldc, isa);
       EXPECT_TRUE(same_results(expected, actual))
           << m << " x " << k << " times " << k << " x " << n
-          << (isa == KernelIsa::Best ? " (best)" : " (baseline)");
+          << " (" << isa_name(isa) << ")";
     }
   }
 }

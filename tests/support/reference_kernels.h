@@ -5,8 +5,37 @@
 // element. The fast kernels must reproduce these bits exactly.
 
 #include <cstddef>
+#include <vector>
+
+#include "kernels/mlKernelSupport.h"
 
 namespace paskosda_test {
+
+/// Every instruction set this processor runs: each kernel test covers all of them.
+inline std::vector<paskosda_detail::KernelIsa> kernel_isas() {
+  paskosda_detail::KernelIsa isas[3];
+  return {isas, isas + paskosda_detail::available_isas(isas)};
+}
+
+/// Best (the public entry points) followed by every named instruction set.
+inline std::vector<paskosda_detail::KernelIsa> best_and_kernel_isas() {
+  std::vector<paskosda_detail::KernelIsa> isas = kernel_isas();
+  isas.insert(isas.begin(), paskosda_detail::KernelIsa::Best);
+  return isas;
+}
+
+inline const char* isa_name(paskosda_detail::KernelIsa isa) {
+  switch (isa) {
+    case paskosda_detail::KernelIsa::Avx2:
+      return "AVX2";
+    case paskosda_detail::KernelIsa::Avx512:
+      return "AVX-512";
+    case paskosda_detail::KernelIsa::Baseline:
+      return "baseline";
+    default:
+      return "best";
+  }
+}
 
 // c (m x n, row stride ldc) = a (m x k, row stride lda) * b (k x n, row stride ldb).
 inline void literal_multiply(int m, int n, int k, const double* a, int lda, const double* b,
