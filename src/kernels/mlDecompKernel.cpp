@@ -7,6 +7,7 @@
 #include <cstring>
 #include <utility>
 
+#include "kernels/mlKernelDispatch.h"
 #include "kernels/mlKernelSupport.h"
 #include "kernels/mlTileKernel.h"
 
@@ -164,7 +165,7 @@ constexpr int kPanel = 32;
 // Column chunk of the panel-row update (kept in the first-level cache).
 constexpr int kChunk = 128;
 // The widest column panel of any register tile, and the widest back-substitution strip.
-constexpr int kMaxTileColumns = 8;
+constexpr int kMaxTileColumns = 16;
 constexpr int kMaxStripColumns = 32;
 
 int pack_size(int kb, int n) noexcept { return kb * round_up(n > 0 ? n : 1, kMaxTileColumns); }
@@ -172,23 +173,28 @@ int pack_size(int kb, int n) noexcept { return kb * round_up(n > 0 ? n : 1, kMax
 #if defined(__GNUC__) && (defined(__SSE2__) || defined(__aarch64__))
 
 // ---- The vector path ------------------------------------------------------------------------
-// Everything below is inlined into one entry function per instruction set, so that the AVX2
-// entry compiles all of it for AVX2.
+// Everything below is inlined into one entry function per instruction set (run_isa), so that
+// each entry compiles all of it for its instruction set.
 
 // A register tile of the product update is kRows rows by kVectors vectors; a Cholesky column
 // tile and a back-substitution strip are kWide vectors.
-struct Sse2 {
+template <class Isa>
+struct Blocking;
+template <>
+struct Blocking<IsaBaseline> {
   typedef v2d V;
   static constexpr int kRows = 4, kVectors = 2, kWide = 8;
 };
-
-#if defined(__x86_64__) || defined(__i386__)
-struct Avx2 {
+template <>
+struct Blocking<IsaAvx2> {
   typedef v4d V;
   static constexpr int kRows = 6, kVectors = 2, kWide = 8;
 };
-
-#endif
+template <>
+struct Blocking<IsaAvx512> {
+  typedef v8d V;
+  static constexpr int kRows = 8, kVectors = 2, kWide = 4;
+};
 
 // ---- C -= A * B, one subtraction per product, in ascending depth ----------------------------
 // c(i, j) := c(i, j) - a(i, p) * b(p, j) for p = 0 ... kb-1, each product rounded and
@@ -571,96 +577,71 @@ __attribute__((always_inline)) inline int cholesky_factor_columns(double* a, int
 }
 
 // ---- Entry points: each operation once per instruction set -------------------------------
-// An operation's `run<T>` holds its whole computation, inlined, so that `run_best` compiles it
-// once for the baseline and once, in a function of its own, for AVX2, and picks one at run
-// time.
-
-template <class Op, class... Args>
-auto run_baseline(Args&&... args) noexcept {
-  return Op::template run<Sse2>(std::forward<Args>(args)...);
-}
-
-#if defined(__x86_64__) || defined(__i386__)
-template <class Op, class... Args>
-__attribute__((target("avx2"))) auto run_avx2(Args&&... args) noexcept {
-  return Op::template run<Avx2>(std::forward<Args>(args)...);
-}
-#endif
-
-template <class Op, class... Args>
-auto run_best(KernelIsa isa, Args&&... args) noexcept {
-#if defined(__x86_64__) || defined(__i386__)
-  if (use_avx2(isa)) return run_avx2<Op>(std::forward<Args>(args)...);
-#else
-  static_cast<void>(isa);
-#endif
-  return run_baseline<Op>(std::forward<Args>(args)...);
-}
 
 struct LuBlocked {
-  template <class T>
+  template <class Isa>
   __attribute__((always_inline)) static int run(double* a, int r, int c, int* permutation,
                                                 int* swaps, double tolerance,
                                                 double* pack) noexcept {
-    return lu_eliminate_blocked<T>(a, r, c, permutation, swaps, tolerance, pack);
+    return lu_eliminate_blocked<Blocking<Isa>>(a, r, c, permutation, swaps, tolerance, pack);
   }
 };
 struct LuExtra {
-  template <class T>
+  template <class Isa>
   __attribute__((always_inline)) static void run(double* a, int r, int c, double* strip) noexcept {
-    back_substitute<T, false, true>(a, c, r, a + r, c, c - r, strip);
+    back_substitute<Blocking<Isa>, false, true>(a, c, r, a + r, c, c - r, strip);
   }
 };
 struct LuForward {
-  template <class T>
+  template <class Isa>
   __attribute__((always_inline)) static void run(const double* lu, int n, double* x, int k,
                                                  double* pack) noexcept {
-    lu_forward_blocked<T>(lu, n, x, k, pack);
+    lu_forward_blocked<Blocking<Isa>>(lu, n, x, k, pack);
   }
 };
 struct LuBack {
-  template <class T>
+  template <class Isa>
   __attribute__((always_inline)) static void run(const double* lu, int n, double* x, int k,
                                                  double* strip) noexcept {
-    back_substitute<T, true, false>(lu, n, n, x, k, k, strip);
+    back_substitute<Blocking<Isa>, true, false>(lu, n, n, x, k, k, strip);
   }
 };
 struct CholeskySolve {
-  template <class T>
+  template <class Isa>
   __attribute__((always_inline)) static void run(const double* a, const double* lt, int n,
                                                  const double* d, double* x, int k,
                                                  double* strip) noexcept {
-    cholesky_substitute_strips<T>(a, lt, n, d, x, k, strip);
+    cholesky_substitute_strips<Blocking<Isa>>(a, lt, n, d, x, k, strip);
   }
 };
 struct CholeskyColumns {
-  template <class T>
+  template <class Isa>
   __attribute__((always_inline)) static int run(double* a, int n, doublecoDynArr& diagonal,
                                                 double* t, double* s) noexcept {
-    return cholesky_factor_columns<T>(a, n, diagonal, t, s);
+    return cholesky_factor_columns<Blocking<Isa>>(a, n, diagonal, t, s);
   }
 };
 
 int lu_blocked(double* a, int r, int c, int* permutation, int* swaps, double tolerance,
                double* pack, KernelIsa isa) noexcept {
-  return run_best<LuBlocked>(isa, a, r, c, permutation, swaps, tolerance, pack);
+  return run_isa<LuBlocked>(isa, a, r, c, permutation, swaps, tolerance, pack);
 }
 void lu_extra(double* a, int r, int c, double* strip, KernelIsa isa) noexcept {
-  run_best<LuExtra>(isa, a, r, c, strip);
+  run_isa<LuExtra>(isa, a, r, c, strip);
 }
 void lu_forward(const double* lu, int n, double* x, int k, double* pack, KernelIsa isa) noexcept {
-  run_best<LuForward>(isa, lu, n, x, k, pack);
+  run_isa<LuForward>(isa, lu, n, x, k, pack);
 }
 void lu_back(const double* lu, int n, double* x, int k, double* strip, KernelIsa isa) noexcept {
-  run_best<LuBack>(isa, lu, n, x, k, strip);
+  run_isa<LuBack>(isa, lu, n, x, k, strip);
 }
 void cholesky_solve(const double* a, const double* lt, int n, const double* d, double* x, int k,
                     double* strip, KernelIsa isa) noexcept {
-  run_best<CholeskySolve>(isa, a, lt, n, d, x, k, strip);
+  run_isa<CholeskySolve>(isa, a, lt, n, d, x, k, strip);
 }
 int cholesky_columns(double* a, int n, doublecoDynArr& diagonal, double* t, double* s,
                      KernelIsa isa) noexcept {
-  return run_best<CholeskyColumns>(isa, a, n, diagonal, t, s);
+  return run_isa<CholeskyColumns>(isa, a, n, diagonal, t, s);
 }
 
 constexpr bool kVectorPath = true;

@@ -8,6 +8,7 @@
 
 #include "containers/coDynArr.h"
 #include "containers/utCheck.h"
+#include "kernels/mlKernelDispatch.h"
 #include "kernels/mlKernelSupport.h"
 #include "kernels/mlTileKernel.h"
 
@@ -69,32 +70,24 @@ void multiply_portable(int m, int n, int k, const double* a, Index lda, const do
 // requires for its rounding anyway), through the compilers' vector extensions.
 #if defined(__GNUC__) && defined(__SSE2__)
 
-// Blocking of one instruction set: the register tile (mr x nr, from 16 vector registers), the
-// depth kc (a kc x nr panel of b stays in L1 while the tiles of a row block pass over it),
+// Blocking of one instruction set: the register tile (mr x nr, from the vector registers),
+// the depth kc (a kc x nr panel of b stays in L1 while the tiles of a row block pass over it),
 // the row block mc (an mc x kc block of a stays in L2) and the column block nc (a kc x nc
-// block of b stays in the outer cache).
-struct Sse2Kernel {
+// block of b stays in the outer cache). a_copies: how often a packed value of a is repeated,
+// so that a vector of it is a plain load where a broadcast would cost a shuffle.
+template <class Isa>
+struct ProductBlocking;
+template <>
+struct ProductBlocking<IsaBaseline> {
   static constexpr int mr = 6, nr = 4, a_copies = 2, kc = 256, mc = 120, nc = 2048;
-  static void tile(int kc, const double* ap, const double* bp, double* c, Index ldc,
-                   bool first) noexcept {
-    tile_update<v2d, mr, 2, TileUpdate::Add, a_copies>(kc, ap, 0, bp, c, ldc, !first);
-  }
 };
-
-// The same operations on four lanes: AVX2 multiplies and adds round exactly as SSE2 does.
-// Only this function is compiled for AVX2, and it is called only after the processor has
-// been asked, so the library still runs on any x86-64.
-__attribute__((target("avx2"))) void tile_avx2(int kc, const double* ap, const double* bp,
-                                               double* c, Index ldc, bool first) noexcept {
-  tile_update<v4d, 6, 2, TileUpdate::Add, 1>(kc, ap, 0, bp, c, ldc, !first);
-}
-
-struct Avx2Kernel {
+template <>
+struct ProductBlocking<IsaAvx2> {
   static constexpr int mr = 6, nr = 8, a_copies = 1, kc = 256, mc = 120, nc = 2048;
-  static void tile(int kc, const double* ap, const double* bp, double* c, Index ldc,
-                   bool first) noexcept {
-    tile_avx2(kc, ap, bp, c, ldc, first);
-  }
+};
+template <>
+struct ProductBlocking<IsaAvx512> {
+  static constexpr int mr = 12, nr = 16, a_copies = 1, kc = 256, mc = 120, nc = 2048;
 };
 
 // The packed panels of a and b, each starting on a cache line. A small product keeps them on
@@ -152,67 +145,75 @@ void pack_a(int mc, int kc, const double* a, Index lda, double* out) noexcept {
   }
 }
 
-// A tile cut by the edge of c runs through a full-size copy of its part of c.
-template <class K>
-void edge_tile(int kc, const double* ap, const double* bp, double* c, Index ldc, bool first,
-               int rows, int cols) noexcept {
-  double tile[K::mr * K::nr] = {};
-  if (!first) {
-    for (int r = 0; r < rows; ++r)
-      std::copy(c + r * ldc, c + r * ldc + cols, tile + r * K::nr);
-  }
-  K::tile(kc, ap, bp, tile, K::nr, first);
-  for (int r = 0; r < rows; ++r)
-    std::copy(tile + r * K::nr, tile + r * K::nr + cols, c + r * ldc);
+// One mr x nr tile of c over the depth block kc, from packed a and b.
+template <class Isa>
+__attribute__((always_inline)) inline void product_tile(int kc, const double* ap,
+                                                        const double* bp, double* c, Index ldc,
+                                                        bool first) noexcept {
+  typedef ProductBlocking<Isa> K;
+  typedef typename Isa::V V;
+  tile_update<V, K::mr, K::nr / lanes<V>(), TileUpdate::Add, K::a_copies>(kc, ap, 0, bp, c, ldc,
+                                                                          !first);
 }
 
 // The product through packed blocks; false (with c untouched) when the buffers cannot be had.
 // The depth blocks pc are visited in ascending order for every element, the first one
-// starting the sums at +0.0.
-template <class K>
-bool multiply_packed(int m, int n, int k, const double* a, Index lda, const double* b, Index ldb,
-                     double* c, Index ldc) noexcept {
-  constexpr int MR = K::mr, NR = K::nr;
-  static_assert(K::mc % MR == 0 && K::nc % NR == 0, "blocks are whole tiles");
-  const int kc_max = std::min(k, K::kc);
-  // mc and nc are whole tiles, so this is the rounded-up size of the largest block.
-  const PackSpace pack(round_up(std::min(m, K::mc), MR) * kc_max * K::a_copies,
-                       round_up(std::min(n, K::nc), NR) * kc_max);
-  if (pack.a() == nullptr) return false;
+// starting the sums at +0.0. A tile cut by the edge of c runs through a full-size copy of its
+// part of c.
+struct MultiplyPacked {
+  template <class Isa>
+  __attribute__((always_inline)) static bool run(int m, int n, int k, const double* a, Index lda,
+                                                 const double* b, Index ldb, double* c,
+                                                 Index ldc) noexcept {
+    typedef ProductBlocking<Isa> K;
+    constexpr int MR = K::mr, NR = K::nr;
+    static_assert(K::mc % MR == 0 && K::nc % NR == 0, "blocks are whole tiles");
+    const int kc_max = std::min(k, K::kc);
+    // mc and nc are whole tiles, so this is the rounded-up size of the largest block.
+    const PackSpace pack(round_up(std::min(m, K::mc), MR) * kc_max * K::a_copies,
+                         round_up(std::min(n, K::nc), NR) * kc_max);
+    if (pack.a() == nullptr) return false;
 
-  for (int jc = 0; jc < n; jc += K::nc) {
-    const int nc = std::min(K::nc, n - jc);
-    for (int pc = 0; pc < k; pc += K::kc) {
-      const int kc = std::min(K::kc, k - pc);
-      const bool first = pc == 0;
-      pack_b_panels<NR>(kc, nc, b + pc * ldb + jc, ldb, pack.b());
-      for (int ic = 0; ic < m; ic += K::mc) {
-        const int mc = std::min(K::mc, m - ic);
-        pack_a<MR, K::a_copies>(mc, kc, a + ic * lda + pc, lda, pack.a());
-        for (int jr = 0; jr < nc; jr += NR) {
-          const double* bp = pack.b() + Index{jr} * kc;
-          const int cols = std::min(NR, nc - jr);
-          for (int ir = 0; ir < mc; ir += MR) {
-            const double* ap = pack.a() + Index{ir} * kc * K::a_copies;
-            const int rows = std::min(MR, mc - ir);
-            double* ct = c + (ic + ir) * ldc + jc + jr;
-            if (rows == MR && cols == NR) {
-              K::tile(kc, ap, bp, ct, ldc, first);
-            } else {
-              edge_tile<K>(kc, ap, bp, ct, ldc, first, rows, cols);
+    for (int jc = 0; jc < n; jc += K::nc) {
+      const int nc = std::min(K::nc, n - jc);
+      for (int pc = 0; pc < k; pc += K::kc) {
+        const int kc = std::min(K::kc, k - pc);
+        const bool first = pc == 0;
+        pack_b_panels<NR>(kc, nc, b + pc * ldb + jc, ldb, pack.b());
+        for (int ic = 0; ic < m; ic += K::mc) {
+          const int mc = std::min(K::mc, m - ic);
+          pack_a<MR, K::a_copies>(mc, kc, a + ic * lda + pc, lda, pack.a());
+          for (int jr = 0; jr < nc; jr += NR) {
+            const double* bp = pack.b() + Index{jr} * kc;
+            const int cols = std::min(NR, nc - jr);
+            for (int ir = 0; ir < mc; ir += MR) {
+              const double* ap = pack.a() + Index{ir} * kc * K::a_copies;
+              const int rows = std::min(MR, mc - ir);
+              double* ct = c + (ic + ir) * ldc + jc + jr;
+              if (rows == MR && cols == NR) {
+                product_tile<Isa>(kc, ap, bp, ct, ldc, first);
+              } else {
+                double tile[MR * NR] = {};
+                if (!first) {
+                  for (int r = 0; r < rows; ++r)
+                    std::copy(ct + r * ldc, ct + r * ldc + cols, tile + r * NR);
+                }
+                product_tile<Isa>(kc, ap, bp, tile, NR, first);
+                for (int r = 0; r < rows; ++r)
+                  std::copy(tile + r * NR, tile + r * NR + cols, ct + r * ldc);
+              }
             }
           }
         }
       }
     }
+    return true;
   }
-  return true;
-}
+};
 
 bool multiply_fast(int m, int n, int k, const double* a, Index lda, const double* b, Index ldb,
                    double* c, Index ldc, KernelIsa isa) noexcept {
-  if (use_avx2(isa)) return multiply_packed<Avx2Kernel>(m, n, k, a, lda, b, ldb, c, ldc);
-  return multiply_packed<Sse2Kernel>(m, n, k, a, lda, b, ldb, c, ldc);
+  return run_isa<MultiplyPacked>(isa, m, n, k, a, lda, b, ldb, c, ldc);
 }
 
 #else

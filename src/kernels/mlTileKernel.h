@@ -12,6 +12,7 @@
 
 #include <cstring>
 
+#include "kernels/mlKernelDispatch.h"
 #include "kernels/mlKernelSupport.h"
 
 #if defined(__GNUC__)
@@ -20,15 +21,6 @@
 #endif
 
 namespace paskosda_detail {
-
-typedef double v2d __attribute__((vector_size(16)));
-typedef double v4d __attribute__((vector_size(32)));
-
-/// The number of doubles in the vector type V.
-template <class V>
-constexpr int lanes() noexcept {
-  return static_cast<int>(sizeof(V) / sizeof(double));
-}
 
 /// How a tile takes its products into c.
 enum class TileUpdate {
