@@ -166,7 +166,9 @@ constexpr int kPanel = 32;
 constexpr int kChunk = 128;
 // The widest column panel of any register tile, and the widest back-substitution strip.
 constexpr int kMaxTileColumns = 16;
-constexpr int kMaxStripColumns = 32;
+constexpr int kMaxStripColumns = 64;
+// The widest panel of the Cholesky factorisation.
+constexpr int kMaxColumnPanel = 32;
 
 int pack_size(int kb, int n) noexcept { return kb * round_up(n > 0 ? n : 1, kMaxTileColumns); }
 
@@ -177,23 +179,23 @@ int pack_size(int kb, int n) noexcept { return kb * round_up(n > 0 ? n : 1, kMax
 // each entry compiles all of it for its instruction set.
 
 // A register tile of the product update is kRows rows by kVectors vectors; a Cholesky column
-// tile and a back-substitution strip are kWide vectors.
+// back-substitution strip is kWide vectors, a Cholesky column tile kColumn vectors.
 template <class Isa>
 struct Blocking;
 template <>
 struct Blocking<IsaBaseline> {
   typedef v2d V;
-  static constexpr int kRows = 4, kVectors = 2, kWide = 8;
+  static constexpr int kRows = 4, kVectors = 2, kWide = 8, kColumn = 8;
 };
 template <>
 struct Blocking<IsaAvx2> {
   typedef v4d V;
-  static constexpr int kRows = 6, kVectors = 2, kWide = 8;
+  static constexpr int kRows = 6, kVectors = 2, kWide = 8, kColumn = 8;
 };
 template <>
 struct Blocking<IsaAvx512> {
   typedef v8d V;
-  static constexpr int kRows = 8, kVectors = 2, kWide = 4;
+  static constexpr int kRows = 8, kVectors = 2, kWide = 8, kColumn = 4;
 };
 
 // ---- C -= A * B, one subtraction per product, in ascending depth ----------------------------
@@ -488,24 +490,28 @@ __attribute__((always_inline)) inline void lu_forward_blocked(const double* lu, 
 
 // s[j] = upper[j] - l[i-1] * t(i-1, j) - l[i-2] * t(i-2, j) - ... - l[0] * t(0, j) for NV
 // vectors of j, t(k, j) at t[k * ldt + j]: the sums of one Cholesky column, newest column of L
-// first.
-template <class V, int NV>
+// first. The vectors may come from NP panels of t, `panel` apart, NV / NP from each.
+template <class V, int NV, int NP = 1>
 __attribute__((always_inline)) inline void column_tile(int i, const double* l, const double* upper,
-                                                       const double* t, Index ldt,
-                                                       double* s) noexcept {
+                                                       const double* t, Index ldt, double* s,
+                                                       Index panel = 0) noexcept {
   constexpr int L = lanes<V>();
+  constexpr int per_panel = NV / NP;
   V acc[NV];
+#pragma GCC unroll 16
   for (int v = 0; v < NV; ++v)
     std::memcpy(&acc[v], upper + v * L, sizeof(V));
   for (int k = i - 1; k >= 0; --k) {
     const double x = l[k];
     const double* tk = t + k * ldt;
+#pragma GCC unroll 16
     for (int v = 0; v < NV; ++v) {
       V y;
-      std::memcpy(&y, tk + v * L, sizeof(V));
+      std::memcpy(&y, tk + v / per_panel * panel + v % per_panel * L, sizeof(V));
       acc[v] = acc[v] - x * y;
     }
   }
+#pragma GCC unroll 16
   for (int v = 0; v < NV; ++v)
     std::memcpy(s + v * L, &acc[v], sizeof(V));
 }
@@ -527,51 +533,133 @@ __attribute__((always_inline)) inline void column_tiles(int count, int i, const 
 // The plain loops compute column i of L as n - i independent running sums, each taking the
 // columns of L from i-1 down to 0. Here the sums of a tile of j run side by side; the
 // elements L(j, k) they need are read from a transposed copy of L kept in panels of W
-// columns: panel p holds t(k, j) = L(j, k) for j in [p W, p W + W) at t[p n W + k W + j - p W],
-// so that a tile reads its panel in sequence. Tiles start at panel boundaries; the lanes of
-// the first panel left of column i compute on finite values (the stored L, or the zeros
-// written for them) and are dropped. s has room for n + W doubles.
+// columns: panel p holds t(k, j) = L(j, k) for j in [p W, p W + W) and k < p W + W (the
+// columns its rows can have) at t[panel_offset(p) + k W + j - p W], so that a tile reads its
+// panel in sequence. The panels take about half the matrix's room: the factorisation's work
+// memory adds less to what a caller's allocations hold than a second matrix would.
+//
+// Every sum of column i needs all of columns 0 .. i-1 (its first term is the newest), so the
+// columns follow each other strictly; only the order of the rows is free. The columns are
+// taken W at a time: first the panel that holds their pivots (rows i0 .. i0 + W - 1), column by
+// column, then each panel below for the same W columns, so that the panel's part of L stays
+// in cache while its W columns are computed. Should a pivot fail, the panels below are first
+// brought to the state the plain loops leave (every column before the failing one written,
+// nothing of it), then 0 is returned. The lanes of a tile left of column i compute on finite
+// values (the stored L, or the zeros written for them) and are dropped.
+
+// Where panel p of W-row panels starts.
+template <int W>
+Index panel_offset(int p) noexcept {
+  return Index{W} * W * p * (p + 1) / 2;
+}
+
+// Column i (one of W columns from i0) for the W rows of panel p of the matrix of order n:
+// the sums into acc, from a(i, j) for the panel's rows j.
+template <class T>
+__attribute__((always_inline)) inline void cholesky_panel_sums(const double* a, int n,
+                                                               const double* t, int p, int i,
+                                                               double* s) noexcept {
+  typedef typename T::V V;
+  constexpr int L = lanes<V>();
+  constexpr int W = T::kColumn * L;
+  const double* li = a + Index{i} * n;
+  const int j0 = p * W;
+  const double* tp = t + panel_offset<W>(p);
+  const int width = std::min(W, n - j0);
+  if (width == W) {
+    column_tile<V, T::kColumn>(i, li, li + j0, tp, W, s);
+  } else {
+    const int vectors = width / L;
+    column_tiles<V, T::kColumn>(vectors, i, li, li + j0, tp, W, s);
+    const int j = vectors * L;
+    if constexpr (L > 1)
+      column_tiles<double, L - 1>(width - j, i, li, li + j0 + j, tp + j, W, s + j);
+  }
+}
+
+// Rows [j_begin, j_end) of panel p, column i: L(j, i) = s(j) / d into a and into t. A whole
+// panel divides a vector at a time (each lane rounds as the scalar division does).
+template <class T>
+__attribute__((always_inline)) inline void cholesky_panel_store(double* a, int n, double* t, int p,
+                                                                int i, const double* s, double d,
+                                                                int j_begin, int j_end) noexcept {
+  typedef typename T::V V;
+  constexpr int L = lanes<V>();
+  constexpr int W = T::kColumn * L;
+  const int j0 = p * W;
+  double* tp = t + panel_offset<W>(p) + Index{i} * W - j0;
+  int j = j_begin;
+  if (j == j0 && j_end == j0 + W) {
+#pragma GCC unroll 8
+    for (int v = 0; v < T::kColumn; ++v, j += L) {
+      V x;
+      std::memcpy(&x, s + (j - j0), sizeof(V));
+      x = x / d;
+      std::memcpy(tp + j, &x, sizeof(V));
+      for (int l = 0; l < L; ++l)
+        a[Index{j + l} * n + i] = x[l];
+    }
+  }
+  for (; j < j_end; ++j) {
+    const double x = s[j - j0] / d;
+    a[Index{j} * n + i] = x;
+    tp[j] = x;
+  }
+}
+
+// Columns [i0, i_end) for the panels below p0, two panels side by side where there are two,
+// so that twice as many independent sums hide each other's latency. (A function rather than
+// a lambda: a lambda would not be compiled for the caller's instruction set.)
+template <class T>
+__attribute__((always_inline)) inline void cholesky_panels_below(double* a, int n,
+                                                                 const doublecoDynArr& diagonal,
+                                                                 double* t, double* s, int p0,
+                                                                 int i0, int i_end) noexcept {
+  typedef typename T::V V;
+  constexpr int W = T::kColumn * lanes<V>();
+  int p = p0 + 1;
+  for (; (p + 2) * W <= n; p += 2) {
+    for (int i = i0; i < i_end; ++i) {
+      const double* li = a + Index{i} * n;
+      column_tile<V, 2 * T::kColumn, 2>(i, li, li + p * W, t + panel_offset<W>(p), W, s,
+                                        panel_offset<W>(p + 1) - panel_offset<W>(p));
+      cholesky_panel_store<T>(a, n, t, p, i, s, diagonal[i], p * W, p * W + W);
+      cholesky_panel_store<T>(a, n, t, p + 1, i, s + W, diagonal[i], p * W + W, p * W + 2 * W);
+    }
+  }
+  for (; p * W < n; ++p) {
+    for (int i = i0; i < i_end; ++i) {
+      cholesky_panel_sums<T>(a, n, t, p, i, s);
+      cholesky_panel_store<T>(a, n, t, p, i, s, diagonal[i], p * W, std::min(p * W + W, n));
+    }
+  }
+}
+
 template <class T>
 __attribute__((always_inline)) inline int cholesky_factor_columns(double* a, int n,
                                                                   doublecoDynArr& diagonal,
                                                                   double* t, double* s) noexcept {
-  typedef typename T::V V;
-  constexpr int L = lanes<V>();
-  constexpr int W = T::kWide * L;
-  const Index ld = n;
-  const Index panel = Index{n} * W;
-  for (int i = 0; i < n; ++i) {
-    const double* li = a + i * ld;
-    const int first = i / W * W;
-    for (int j0 = first; j0 < n; j0 += W) {
-      const double* tp = t + j0 / W * panel;
-      double* sp = s + (j0 - first);
-      const int width = std::min(W, n - j0);
-      if (width == W) {
-        column_tile<V, T::kWide>(i, li, li + j0, tp, W, sp);
-      } else {
-        const int vectors = width / L;
-        column_tiles<V, T::kWide>(vectors, i, li, li + j0, tp, W, sp);
-        const int j = vectors * L;
-        if constexpr (L > 1) {
-          column_tiles<double, L - 1>(width - j, i, li, li + j0 + j, tp + j, W, sp + j);
-        }
+  constexpr int W = T::kColumn * lanes<typename T::V>();
+  static_assert(W <= kMaxColumnPanel, "the panels are sized for kMaxColumnPanel");
+  const int panels = (n + W - 1) / W;
+  for (int p0 = 0; p0 < panels; ++p0) {
+    const int i0 = p0 * W;
+    const int i1 = std::min(i0 + W, n);
+    for (int i = i0; i < i1; ++i) {
+      cholesky_panel_sums<T>(a, n, t, p0, i, s);
+      // Nothing of column i is written before its pivot has passed, as in the plain loops.
+      const double pivot = s[i - i0];
+      if (0.0 >= pivot) {
+        cholesky_panels_below<T>(a, n, diagonal, t, s, p0, i0, i);
+        return 0;
       }
+      diagonal[i] = std::sqrt(pivot);
+      double* tp = t + panel_offset<W>(p0) + Index{i} * W;
+      for (int j = i0; j <= i; ++j)
+        tp[j - i0] = 0.0;
+      cholesky_panel_store<T>(a, n, t, p0, i, s, diagonal[i], i + 1, i1);
     }
-    // Nothing of column i is written before its pivot has passed, as in the plain loops.
-    const double* si = s + (i - first);
-    if (0.0 >= si[0]) return 0;
-    diagonal[i] = std::sqrt(si[0]);
-    const double d = diagonal[i];
-    double* tp = t + Index{first / W} * panel + Index{i} * W;
-    for (int j = first; j <= i; ++j)
-      tp[j - first] = 0.0;
-    for (int jj = 1; jj < n - i; ++jj) {
-      const double x = si[jj] / d;
-      const int j = i + jj;
-      a[j * ld + i] = x;
-      t[j / W * panel + Index{i} * W + j % W] = x;
-    }
+    cholesky_panels_below<T>(a, n, diagonal, t, s, p0, i0, i1);
   }
   return 1;
 }
@@ -747,7 +835,8 @@ void lu_forward_vector(const double* lu, int n, double* x) noexcept {
 
 int cholesky_factor_kernel(double* a, int n, doublecoDynArr& diagonal, KernelIsa isa) noexcept {
   if (!kVectorPath || n < kCholeskyBlockedMinimum) return cholesky_factor_plain(a, n, diagonal);
-  Buffer t(Index{n} * round_up(n, kMaxStripColumns));
+  // The panels of any width up to kMaxColumnPanel: at most (n + W)(n + 2 W) / 2 doubles.
+  Buffer t((Index{n} + kMaxColumnPanel) * (Index{n} + 2 * kMaxColumnPanel) / 2);
   Buffer s(Index{n} + kMaxStripColumns);
   if (t.data() == nullptr || s.data() == nullptr) return cholesky_factor_plain(a, n, diagonal);
   return cholesky_columns(a, n, diagonal, t.data(), s.data(), isa);
