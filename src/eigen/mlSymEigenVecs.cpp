@@ -1,12 +1,12 @@
 #include "eigen/mlSymEigenVecs.h"
 
-#include <cfloat>
 #include <cmath>
 #include <cstring>
 
 #include "containers/coPageArr.h"
 #include "containers/coQuickSort.h"
 #include "containers/utCheck.h"
+#include "kernels/mlEigenKernel.h"
 
 namespace {
 
@@ -22,50 +22,6 @@ bool all_finite(const double* x, int n) noexcept {
     if (!std::isfinite(x[i])) return false;
   }
   return true;
-}
-
-// The scan for the rotation: the largest magnitude in the strict upper triangle of the n by n
-// matrix a, starting from -DBL_MAX, and in (p, q) the first element in row-major order that
-// has it; p stays -1 when no element is a number. This is what a running maximum replaced
-// only by a strictly larger element gives (a NaN never replaces it). The maximum of a set does
-// not depend on the order it is taken in, so four independent maxima find it without one long
-// chain of comparisons, and a second pass locates it.
-double largest_off_diagonal(const double* a, int n, int& p, int& q) noexcept {
-  double m0 = -DBL_MAX, m1 = -DBL_MAX, m2 = -DBL_MAX, m3 = -DBL_MAX;
-  for (int i = 0; i < n; ++i) {
-    const double* row = a + n * i;
-    int j = i + 1;
-    for (; j + 3 < n; j += 4) {
-      const double x0 = std::fabs(row[j]);
-      const double x1 = std::fabs(row[j + 1]);
-      const double x2 = std::fabs(row[j + 2]);
-      const double x3 = std::fabs(row[j + 3]);
-      m0 = x0 > m0 ? x0 : m0;
-      m1 = x1 > m1 ? x1 : m1;
-      m2 = x2 > m2 ? x2 : m2;
-      m3 = x3 > m3 ? x3 : m3;
-    }
-    for (; j < n; ++j) {
-      const double x = std::fabs(row[j]);
-      m0 = x > m0 ? x : m0;
-    }
-  }
-  m0 = m1 > m0 ? m1 : m0;
-  m0 = m2 > m0 ? m2 : m0;
-  m0 = m3 > m0 ? m3 : m0;
-  p = -1;
-  q = -1;
-  for (int i = 0; i < n; ++i) {
-    const double* row = a + n * i;
-    for (int j = i + 1; j < n; ++j) {
-      if (std::fabs(row[j]) == m0) {
-        p = i;
-        q = j;
-        return m0;
-      }
-    }
-  }
-  return m0;
 }
 
 // The rotation R is the identity except R(p,p) = e1[0], R(q,p) = e1[1], R(p,q) = e2[0] and
@@ -184,7 +140,7 @@ void mlSymEigenVecs::calculate() noexcept {
   for (;;) {
     int p = -1;
     int q = -1;
-    const double largest = largest_off_diagonal(a.data(), n, p, q);
+    const double largest = paskosda_detail::largest_off_diagonal(a.data(), n, p, q);
     if (threshold > largest) break;
     // Only a NaN tolerance gets here without a position (when no off-diagonal element is a
     // number, or n < 2): there is nothing to rotate, so this counts as converged.
