@@ -179,23 +179,24 @@ int pack_size(int kb, int n) noexcept { return kb * round_up(n > 0 ? n : 1, kMax
 // each entry compiles all of it for its instruction set.
 
 // A register tile of the product update is kRows rows by kVectors vectors; a Cholesky column
-// back-substitution strip is kWide vectors, a Cholesky column tile kColumn vectors.
+// back-substitution strip is kWide vectors, a Cholesky column tile kColumn vectors, with
+// kFused panels below the pivots' panel computed alongside it.
 template <class Isa>
 struct Blocking;
 template <>
 struct Blocking<IsaBaseline> {
   typedef v2d V;
-  static constexpr int kRows = 4, kVectors = 2, kWide = 8, kColumn = 8;
+  static constexpr int kRows = 4, kVectors = 2, kWide = 8, kColumn = 8, kFused = 0;
 };
 template <>
 struct Blocking<IsaAvx2> {
   typedef v4d V;
-  static constexpr int kRows = 6, kVectors = 2, kWide = 8, kColumn = 8;
+  static constexpr int kRows = 6, kVectors = 2, kWide = 8, kColumn = 8, kFused = 0;
 };
 template <>
 struct Blocking<IsaAvx512> {
   typedef v8d V;
-  static constexpr int kRows = 8, kVectors = 2, kWide = 8, kColumn = 4;
+  static constexpr int kRows = 8, kVectors = 2, kWide = 8, kColumn = 4, kFused = 2;
 };
 
 // ---- C -= A * B, one subtraction per product, in ascending depth ----------------------------
@@ -489,12 +490,13 @@ __attribute__((always_inline)) inline void lu_forward_blocked(const double* lu, 
 // ---- Cholesky -------------------------------------------------------------------------------
 
 // s[j] = upper[j] - l[i-1] * t(i-1, j) - l[i-2] * t(i-2, j) - ... - l[0] * t(0, j) for NV
-// vectors of j, t(k, j) at t[k * ldt + j]: the sums of one Cholesky column, newest column of L
-// first. The vectors may come from NP panels of t, `panel` apart, NV / NP from each.
-template <class V, int NV, int NP = 1>
-__attribute__((always_inline)) inline void column_tile(int i, const double* l, const double* upper,
-                                                       const double* t, Index ldt, double* s,
-                                                       Index panel = 0) noexcept {
+// vectors of j: the sums of one Cholesky column, newest column of L first. The vectors come
+// from NP panels, NV / NP from each: panel m holds t(k, j) at t[m][k * ldt + j].
+template <class V, int NV, int NP>
+__attribute__((always_inline)) inline void column_tile_panels(int i, const double* l,
+                                                              const double* upper,
+                                                              const double* const* t, Index ldt,
+                                                              double* s) noexcept {
   constexpr int L = lanes<V>();
   constexpr int per_panel = NV / NP;
   V acc[NV];
@@ -503,17 +505,23 @@ __attribute__((always_inline)) inline void column_tile(int i, const double* l, c
     std::memcpy(&acc[v], upper + v * L, sizeof(V));
   for (int k = i - 1; k >= 0; --k) {
     const double x = l[k];
-    const double* tk = t + k * ldt;
 #pragma GCC unroll 16
     for (int v = 0; v < NV; ++v) {
       V y;
-      std::memcpy(&y, tk + v / per_panel * panel + v % per_panel * L, sizeof(V));
+      std::memcpy(&y, t[v / per_panel] + k * ldt + v % per_panel * L, sizeof(V));
       acc[v] = acc[v] - x * y;
     }
   }
 #pragma GCC unroll 16
   for (int v = 0; v < NV; ++v)
     std::memcpy(s + v * L, &acc[v], sizeof(V));
+}
+
+template <class V, int NV>
+__attribute__((always_inline)) inline void column_tile(int i, const double* l, const double* upper,
+                                                       const double* t, Index ldt,
+                                                       double* s) noexcept {
+  column_tile_panels<V, NV, 1>(i, l, upper, &t, ldt, s);
 }
 
 // `count` (at most NV) vectors of j side by side.
@@ -607,22 +615,21 @@ __attribute__((always_inline)) inline void cholesky_panel_store(double* a, int n
   }
 }
 
-// Columns [i0, i_end) for the panels below p0, two panels side by side where there are two,
+// Columns [i0, i_end) for the panels from p on, two panels side by side where there are two,
 // so that twice as many independent sums hide each other's latency. (A function rather than
 // a lambda: a lambda would not be compiled for the caller's instruction set.)
 template <class T>
 __attribute__((always_inline)) inline void cholesky_panels_below(double* a, int n,
                                                                  const doublecoDynArr& diagonal,
-                                                                 double* t, double* s, int p0,
+                                                                 double* t, double* s, int p,
                                                                  int i0, int i_end) noexcept {
   typedef typename T::V V;
   constexpr int W = T::kColumn * lanes<V>();
-  int p = p0 + 1;
   for (; (p + 2) * W <= n; p += 2) {
+    const double* const tp[] = {t + panel_offset<W>(p), t + panel_offset<W>(p + 1)};
     for (int i = i0; i < i_end; ++i) {
       const double* li = a + Index{i} * n;
-      column_tile<V, 2 * T::kColumn, 2>(i, li, li + p * W, t + panel_offset<W>(p), W, s,
-                                        panel_offset<W>(p + 1) - panel_offset<W>(p));
+      column_tile_panels<V, 2 * T::kColumn, 2>(i, li, li + p * W, tp, W, s);
       cholesky_panel_store<T>(a, n, t, p, i, s, diagonal[i], p * W, p * W + W);
       cholesky_panel_store<T>(a, n, t, p + 1, i, s + W, diagonal[i], p * W + W, p * W + 2 * W);
     }
@@ -641,25 +648,42 @@ __attribute__((always_inline)) inline int cholesky_factor_columns(double* a, int
                                                                   double* t, double* s) noexcept {
   constexpr int W = T::kColumn * lanes<typename T::V>();
   static_assert(W <= kMaxColumnPanel, "the panels are sized for kMaxColumnPanel");
+  constexpr int F = T::kFused;
   const int panels = (n + W - 1) / W;
   for (int p0 = 0; p0 < panels; ++p0) {
     const int i0 = p0 * W;
     const int i1 = std::min(i0 + W, n);
+    // The pivots' panel and, when there are F whole panels below it, those F: one tile, so
+    // that the sums of the pivots' panel, which every later column waits for, run among
+    // independent ones instead of alone.
+    const int fused = (p0 + 1 + F) * W <= n ? F : 0;
+    const double* tp[1 + F];
+    for (int m = 0; m <= fused; ++m)
+      tp[m] = t + panel_offset<W>(p0 + m);
     for (int i = i0; i < i1; ++i) {
-      cholesky_panel_sums<T>(a, n, t, p0, i, s);
+      if (fused > 0) {
+        const double* li = a + Index{i} * n;
+        column_tile_panels<typename T::V, (1 + F) * T::kColumn, 1 + F>(i, li, li + i0, tp, W, s);
+      } else {
+        cholesky_panel_sums<T>(a, n, t, p0, i, s);
+      }
       // Nothing of column i is written before its pivot has passed, as in the plain loops.
       const double pivot = s[i - i0];
       if (0.0 >= pivot) {
-        cholesky_panels_below<T>(a, n, diagonal, t, s, p0, i0, i);
+        cholesky_panels_below<T>(a, n, diagonal, t, s, p0 + 1 + fused, i0, i);
         return 0;
       }
       diagonal[i] = std::sqrt(pivot);
-      double* tp = t + panel_offset<W>(p0) + Index{i} * W;
+      double* tz = t + panel_offset<W>(p0) + Index{i} * W;
       for (int j = i0; j <= i; ++j)
-        tp[j - i0] = 0.0;
+        tz[j - i0] = 0.0;
       cholesky_panel_store<T>(a, n, t, p0, i, s, diagonal[i], i + 1, i1);
+      for (int m = 1; m <= fused; ++m) {
+        const int j0 = (p0 + m) * W;
+        cholesky_panel_store<T>(a, n, t, p0 + m, i, s + m * W, diagonal[i], j0, j0 + W);
+      }
     }
-    cholesky_panels_below<T>(a, n, diagonal, t, s, p0, i0, i1);
+    cholesky_panels_below<T>(a, n, diagonal, t, s, p0 + 1 + fused, i0, i1);
   }
   return 1;
 }
