@@ -239,13 +239,10 @@ __attribute__((always_inline)) inline void subtract_products(int m, int n, int k
       if (cols == NR) {
         subtract_tile_rows<T, MR, AFirst>(rows, kb, ai, lda, bp, ct, ldc);
       } else {
-        // A tile cut by the right edge runs on a full-width copy of its part of c.
-        double tile[MR * NR] = {};
-        for (int r = 0; r < rows; ++r)
-          std::copy(ct + r * ldc, ct + r * ldc + cols, tile + r * NR);
-        subtract_tile_rows<T, MR, AFirst>(rows, kb, ai, lda, bp, tile, NR);
-        for (int r = 0; r < rows; ++r)
-          std::copy(tile + r * NR, tile + r * NR + cols, ct + r * ldc);
+        edge_tile<MR, NR>(
+            ct, ldc, rows, cols, true, [&](double* copy, Index ld) __attribute__((always_inline)) {
+              subtract_tile_rows<T, MR, AFirst>(rows, kb, ai, lda, bp, copy, ld);
+            });
       }
     }
   }

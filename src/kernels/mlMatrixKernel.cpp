@@ -147,9 +147,8 @@ void pack_a(int mc, int kc, const double* a, Index lda, double* out) noexcept {
 
 // One mr x nr tile of c over the depth block kc, from packed a and b.
 template <class Isa>
-__attribute__((always_inline)) inline void product_tile(int kc, const double* ap,
-                                                        const double* bp, double* c, Index ldc,
-                                                        bool first) noexcept {
+__attribute__((always_inline)) inline void product_tile(int kc, const double* ap, const double* bp,
+                                                        double* c, Index ldc, bool first) noexcept {
   typedef ProductBlocking<Isa> K;
   typedef typename Isa::V V;
   tile_update<V, K::mr, K::nr / lanes<V>(), TileUpdate::Add, K::a_copies>(kc, ap, 0, bp, c, ldc,
@@ -158,8 +157,7 @@ __attribute__((always_inline)) inline void product_tile(int kc, const double* ap
 
 // The product through packed blocks; false (with c untouched) when the buffers cannot be had.
 // The depth blocks pc are visited in ascending order for every element, the first one
-// starting the sums at +0.0. A tile cut by the edge of c runs through a full-size copy of its
-// part of c.
+// starting the sums at +0.0.
 struct MultiplyPacked {
   template <class Isa>
   __attribute__((always_inline)) static bool run(int m, int n, int k, const double* a, Index lda,
@@ -193,14 +191,11 @@ struct MultiplyPacked {
               if (rows == MR && cols == NR) {
                 product_tile<Isa>(kc, ap, bp, ct, ldc, first);
               } else {
-                double tile[MR * NR] = {};
-                if (!first) {
-                  for (int r = 0; r < rows; ++r)
-                    std::copy(ct + r * ldc, ct + r * ldc + cols, tile + r * NR);
-                }
-                product_tile<Isa>(kc, ap, bp, tile, NR, first);
-                for (int r = 0; r < rows; ++r)
-                  std::copy(tile + r * NR, tile + r * NR + cols, ct + r * ldc);
+                edge_tile<MR, NR>(
+                    ct, ldc, rows, cols,
+                    !first, [&](double* copy, Index ld) __attribute__((always_inline)) {
+                      product_tile<Isa>(kc, ap, bp, copy, ld, first);
+                    });
               }
             }
           }

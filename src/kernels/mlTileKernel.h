@@ -94,6 +94,20 @@ __attribute__((always_inline)) inline void tile_update(int kc, const double* a, 
   }
 }
 
+/// A tile cut by the edge of c: `tile(copy, NR)` runs on a full MR x NR copy of c's rows x
+/// cols corner (c's values with `load`, zeros otherwise), and the corner is written back. The
+/// callable must be always_inline, so that it is compiled for its caller's instruction set.
+template <int MR, int NR, class Tile>
+__attribute__((always_inline)) inline void edge_tile(double* c, Index ldc, int rows, int cols,
+                                                     bool load, const Tile& tile) noexcept {
+  double copy[MR * NR] = {};
+  for (int r = 0; r < rows && load; ++r)
+    std::memcpy(copy + r * NR, c + r * ldc, sizeof(double) * cols);
+  tile(copy, Index{NR});
+  for (int r = 0; r < rows; ++r)
+    std::memcpy(c + r * ldc, copy + r * NR, sizeof(double) * cols);
+}
+
 }  // namespace paskosda_detail
 
 #endif  // defined(__GNUC__)
