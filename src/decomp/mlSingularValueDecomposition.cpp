@@ -11,7 +11,7 @@
 namespace {
 
 using paskosda_detail::daxpy;
-using paskosda_detail::ddot;
+using paskosda_detail::SvdColumnOps;
 
 // The smallest normal double. Magnitudes below it are flushed to exactly +0.0 so that
 // denormals never enter the iteration (a deliberate addition to the classical routine), at
@@ -68,26 +68,11 @@ void dscal(int n, double a, double* x) noexcept {
   }
 }
 
-// The plane rotation (x, y) -> (c x + s y, c y - s x).
-void drot(int n, double* x, double* y, double c, double s) noexcept {
-  for (int i = 0; i < n; ++i) {
-    const double t = c * x[i] + s * y[i];
-    y[i] = c * y[i] - s * x[i];
-    x[i] = t;
-  }
-}
-
-void dswap(int n, double* x, double* y) noexcept {
-  for (int i = 0; i < n; ++i) {
-    const double t = x[i];
-    x[i] = y[i];
-    y[i] = t;
-  }
-}
-
 // The Givens rotation that zeroes b against a: a becomes r, b becomes the reconstruction
-// value z. The cosine is flushed before its reciprocal is formed.
-void drotg(double& a, double& b, double& c, double& s) noexcept {
+// value z. The cosine is flushed before its reciprocal is formed. Inline: the sweeps overwrite
+// b right after every call, so z and its division drop out of their chain of dependent
+// operations.
+inline void drotg(double& a, double& b, double& c, double& s) noexcept {
   const double roe = std::fabs(a) > std::fabs(b) ? a : b;
   const double scale = std::fabs(a) + std::fabs(b);
   double r = 0.0;
@@ -110,28 +95,76 @@ void drotg(double& a, double& b, double& c, double& s) noexcept {
   b = z;
 }
 
+// A one-based column-major view of storage owned elsewhere: element (i, j) is
+// data[ld * (j - 1) + (i - 1)].
+class ColumnView {
+ public:
+  ColumnView(double* data, std::ptrdiff_t ld) noexcept : data_(data), ld_(ld) {}
+  double& operator()(int i, int j) const noexcept { return data_[ld_ * (j - 1) + (i - 1)]; }
+  double* data() const noexcept { return data_; }
+  std::ptrdiff_t ld() const noexcept { return ld_; }
+
+ private:
+  double* data_;
+  std::ptrdiff_t ld_;
+};
+
+// The n by n matrix at a, transposed in place, a tile against its mirror at a time so that
+// both stay in cache.
+void transpose_square(double* a, int n) noexcept {
+  constexpr int kTile = 32;
+  const std::ptrdiff_t ld = n;
+  for (int i0 = 0; i0 < n; i0 += kTile) {
+    for (int j0 = i0; j0 < n; j0 += kTile) {
+      const int i1 = utMath::min(i0 + kTile, n);
+      const int j1 = utMath::min(j0 + kTile, n);
+      for (int i = i0; i < i1; ++i) {
+        for (int j = utMath::max(j0, i + 1); j < j1; ++j) {
+          const double t = a[ld * i + j];
+          a[ld * i + j] = a[ld * j + i];
+          a[ld * j + i] = t;
+        }
+      }
+    }
+  }
+}
+
 // The singular value decomposition of the n by p matrix x (destroyed), in the structure of
 // LINPACK's DSVDC. s receives the min(n + 1, p) values, e the superdiagonal left over (p
 // elements), u the left vectors (n by n, or n by min(n, p) when the tens digit of job is 2)
 // when that digit is non-zero, v the right vectors (p by p) when the units digit is.
+// x may be u itself (then its Householder columns are in place already), or v with leading
+// dimension p >= n: v only ever receives rows below l of its column l, at step l, after x's
+// column l has been used for the last time.
 // Returns 0, or the number of values still unconverged when a value needed more than
 // kMaxIterations sweeps.
-int dsvdc(mlFortranMatrix& x, int n, int p, mlFortranVector& s, mlFortranVector& e,
-          mlFortranMatrix& u, mlFortranMatrix& v, mlFortranVector& work, int job) noexcept {
+int dsvdc(const ColumnView& x, int n, int p, mlFortranVector& s, mlFortranVector& e,
+          const ColumnView& u, const ColumnView& v, mlFortranVector& work, int job) noexcept {
   const int jobu = (job % 100) / 10;
   const int ncu = jobu > 1 ? utMath::min(n, p) : n;
   const bool wantu = jobu != 0;
   const bool wantv = job % 10 != 0;
-  const std::ptrdiff_t ldx = x.rows();
-  const std::ptrdiff_t ldu = u.rows();
-  const std::ptrdiff_t ldv = v.rows();
+  const std::ptrdiff_t ldx = x.ld();
+  const std::ptrdiff_t ldu = u.ld();
+  const std::ptrdiff_t ldv = v.ld();
 
-  // Householder reduction to upper bidiagonal form: diagonal in s, superdiagonal in e.
+  // Householder reduction to upper bidiagonal form: diagonal in s, superdiagonal in e. The row
+  // reflection of step l (on rows l + 1 ... n of columns l + 1 ... p) is made as step l + 1
+  // reaches each column, just before that column's own reflection: every element still takes
+  // the row update first, and its factor -e(j) / e(l + 1) is formed before step l + 1 writes
+  // e(j). The pivot column takes it here (its norm comes next), the others in
+  // svd_reduce_columns, which goes through each column once for both reflections.
   const int nct = utMath::min(n - 1, p);
   const int nrt = utMath::max(0, utMath::min(p - 2, n));
   const int lu = utMath::max(nct, nrt);
+  // The row reflection still to be made: its divisor e(l + 1), and work(l + 1 ... n).
+  bool pending = false;
+  double divisor = 0.0;
   for (int l = 1; l <= lu; ++l) {
     const int lp1 = l + 1;
+    const double* row_work = pending ? &work(l) : nullptr;
+    if (pending) daxpy(n - l + 1, -e(l) / divisor, row_work, &x(l, l));
+    pending = false;
     if (l <= nct) {
       s(l) = flush(dnrm2(n - l + 1, &x(l, l)));
       if (s(l) != 0.0) {
@@ -143,12 +176,11 @@ int dsvdc(mlFortranMatrix& x, int n, int p, mlFortranVector& s, mlFortranVector&
       s(l) = -s(l);
     }
     if (p >= lp1) {
-      if (l <= nct && s(l) != 0.0)
-        paskosda_detail::svd_reflect_columns(n - l + 1, &x(l, l), &x(l, lp1), ldx, p - l);
-      for (int j = lp1; j <= p; ++j)
-        e(j) = x(l, j);
+      const double* h = l <= nct && s(l) != 0.0 ? &x(l, l) : nullptr;
+      paskosda_detail::svd_reduce_columns(n - l + 1, p - l, &x(l, lp1), ldx, &e(lp1), divisor,
+                                          row_work, h);
     }
-    if (wantu && l <= nct) {
+    if (wantu && l <= nct && x.data() != u.data()) {
       for (int i = l; i <= n; ++i)
         u(i, l) = x(i, l);
     }
@@ -161,18 +193,20 @@ int dsvdc(mlFortranMatrix& x, int n, int p, mlFortranVector& s, mlFortranVector&
       }
       e(l) = -e(l);
       if (lp1 <= n && e(l) != 0.0) {
-        for (int i = lp1; i <= n; ++i)
-          work(i) = 0.0;
-        for (int j = lp1; j <= p; ++j)
-          daxpy(n - l, e(j), &x(lp1, j), &work(lp1));
-        for (int j = lp1; j <= p; ++j)
-          daxpy(n - l, -e(j) / e(lp1), &work(lp1), &x(lp1, j));
+        paskosda_detail::svd_row_products(n - l, p - l, &x(lp1, lp1), ldx, &e(lp1), &work(lp1));
+        pending = true;
+        divisor = e(lp1);
       }
       if (wantv) {
         for (int i = lp1; i <= p; ++i)
           v(i, l) = e(i);
       }
     }
+  }
+  // A row reflection in the last step (p = n + 1) reaches columns no step follows.
+  if (pending) {
+    for (int j = lu + 1; j <= p; ++j)
+      daxpy(n - lu, -e(j) / divisor, &work(lu + 1), &x(lu + 1, j));
   }
 
   // The final bidiagonal matrix of order m.
@@ -187,41 +221,25 @@ int dsvdc(mlFortranMatrix& x, int n, int p, mlFortranVector& s, mlFortranVector&
   // Without rows (p = 0) there is no e(0) to clear.
   if (m >= 1) e(m) = 0.0;
 
+  // The vectors from the Householder vectors left in u and v, as DSVDC builds them: columns
+  // past the reflections start as unit vectors; from the last reflection back to the first,
+  // each is applied to the columns right of its own, whose column then becomes the negated
+  // Householder vector plus the unit vector (u), or the unit vector (v, or a zero s(l)).
+  // svd_accumulate keeps every column's operations and their order (dscal's -1.0 a product).
+  const int nsteps = utMath::max(nct, 0);
   if (wantu) {
-    // Starting at column 1 at least: with n = 0 the classical loop would address column 0.
-    for (int j = utMath::max(nctp1, 1); j <= ncu; ++j) {
-      for (int i = 1; i <= n; ++i)
-        u(i, j) = 0.0;
-      u(j, j) = 1.0;
-    }
-    for (int l = nct; l >= 1; --l) {
-      if (s(l) != 0.0) {
-        if (ncu >= l + 1)
-          paskosda_detail::svd_reflect_columns(n - l + 1, &u(l, l), &u(l, l + 1), ldu, ncu - l);
-        dscal(n - l + 1, -1.0, &u(l, l));
-        u(l, l) = 1.0 + u(l, l);
-        for (int i = 1; i <= l - 1; ++i)
-          u(i, l) = 0.0;
-      } else {
-        for (int i = 1; i <= n; ++i)
-          u(i, l) = 0.0;
-        u(l, l) = 1.0;
-      }
-    }
+    paskosda_detail::svd_accumulate(u.data(), n, ldu, ncu, nsteps, 0, nsteps > 0 ? &s(1) : nullptr,
+                                    nsteps, true, -1.0);
   }
+  if (wantv && p > 0)
+    paskosda_detail::svd_accumulate(v.data(), p, ldv, p, p, 1, &e(1), nrt, false, -1.0);
 
-  if (wantv) {
-    for (int l = p; l >= 1; --l) {
-      const int lp1 = l + 1;
-      if (l <= nrt && e(l) != 0.0)
-        paskosda_detail::svd_reflect_columns(p - l, &v(lp1, l), &v(lp1, lp1), ldv, p - l);
-      for (int i = 1; i <= p; ++i)
-        v(i, l) = 0.0;
-      v(l, l) = 1.0;
-    }
-  }
-
-  // Implicitly shifted QR sweeps on the bidiagonal matrix.
+  // Implicitly shifted QR sweeps on the bidiagonal matrix. The rotations, sign changes and
+  // exchanges of the vectors' columns never feed back into s and e: they are recorded here
+  // in their order and applied in batches (SvdColumnOps), rows of u and v going through them
+  // a block at a time. Columns are numbered from 0 there.
+  SvdColumnOps uops(u.data(), wantu ? n : 0, ldu, wantu ? ncu : 0);
+  SvdColumnOps vops(v.data(), wantv ? p : 0, ldv, wantv ? p : 0);
   const int mm = m;
   int iter = 0;
   // Passes that deflated or split without a QR step or a convergence in between. Each such
@@ -279,6 +297,8 @@ int dsvdc(mlFortranMatrix& x, int n, int p, mlFortranVector& s, mlFortranVector&
         const int mm1 = m - 1;
         double f = e(m - 1);
         e(m - 1) = 0.0;
+        // drot(v(:, k), v(:, m)) for k = m - 1 down to l.
+        if (wantv) vops.chain_partner(mm1 - 1, -1, m - 1);
         for (int k = mm1; k >= l; --k) {
           double t1 = s(k);
           drotg(t1, f, cs, sn);
@@ -287,7 +307,7 @@ int dsvdc(mlFortranMatrix& x, int n, int p, mlFortranVector& s, mlFortranVector&
             f = -sn * e(k - 1);
             e(k - 1) = cs * e(k - 1);
           }
-          if (wantv) drot(p, &v(1, k), &v(1, m), cs, sn);
+          if (wantv) vops.rotate(cs, sn);
         }
         splits = splits + 1;
         break;
@@ -295,6 +315,8 @@ int dsvdc(mlFortranMatrix& x, int n, int p, mlFortranVector& s, mlFortranVector&
       case 2: {  // split at a negligible s(l)
         double f = e(l - 1);
         e(l - 1) = 0.0;
+        // drot(u(:, k), u(:, l - 1)) for k = l ... min(m, n).
+        if (wantu && l <= n) uops.chain_partner(l - 1, 1, l - 2);
         for (int k = l; k <= m; ++k) {
           double t1 = s(k);
           drotg(t1, f, cs, sn);
@@ -303,7 +325,7 @@ int dsvdc(mlFortranMatrix& x, int n, int p, mlFortranVector& s, mlFortranVector&
           e(k) = cs * e(k);
           // k = n + 1 arises only when p > n and the values are not finite (the extra zero
           // value is otherwise deflated first); there is no such column to rotate.
-          if (wantu && k <= n) drot(n, &u(1, k), &u(1, l - 1), cs, sn);
+          if (wantu && k <= n) uops.rotate(cs, sn);
         }
         splits = splits + 1;
         break;
@@ -330,6 +352,9 @@ int dsvdc(mlFortranMatrix& x, int n, int p, mlFortranVector& s, mlFortranVector&
         }
         double f = (sl + sm) * (sl - sm) + shift;
         double g = sl * el;
+        // drot(v(:, k), v(:, k + 1)) for k = l ... m - 1, and the same on u while k < n.
+        if (wantv) vops.chain_adjacent(l - 1);
+        if (wantu && l < n) uops.chain_adjacent(l - 1);
         for (int k = l; k <= m - 1; ++k) {
           drotg(f, g, cs, sn);
           if (k != l) e(k - 1) = f;
@@ -337,14 +362,14 @@ int dsvdc(mlFortranMatrix& x, int n, int p, mlFortranVector& s, mlFortranVector&
           e(k) = cs * e(k) - sn * s(k);
           g = sn * s(k + 1);
           s(k + 1) = cs * s(k + 1);
-          if (wantv) drot(p, &v(1, k), &v(1, k + 1), cs, sn);
+          if (wantv) vops.rotate(cs, sn);
           drotg(f, g, cs, sn);
           s(k) = f;
           f = cs * e(k) + sn * s(k + 1);
           s(k + 1) = -sn * e(k) + cs * s(k + 1);
           g = sn * e(k + 1);
           e(k + 1) = cs * e(k + 1);
-          if (wantu && k < n) drot(n, &u(1, k), &u(1, k + 1), cs, sn);
+          if (wantu && k < n) uops.rotate(cs, sn);
         }
         e(m - 1) = f;
         iter = iter + 1;
@@ -355,14 +380,14 @@ int dsvdc(mlFortranMatrix& x, int n, int p, mlFortranVector& s, mlFortranVector&
         s(l) = flush(s(l));
         if (s(l) < 0.0) {
           s(l) = -s(l);
-          if (wantv) dscal(p, -1.0, &v(1, l));
+          if (wantv) vops.scale(l - 1, -1.0);
         }
         while (l != mm && s(l) < s(l + 1)) {
           const double t = s(l);
           s(l) = s(l + 1);
           s(l + 1) = t;
-          if (wantv && l < p) dswap(p, &v(1, l), &v(1, l + 1));
-          if (wantu && l < n) dswap(n, &u(1, l), &u(1, l + 1));
+          if (wantv && l < p) vops.swap_next(l - 1);
+          if (wantu && l < n) uops.swap_next(l - 1);
           l = l + 1;
         }
         iter = 0;
@@ -372,6 +397,8 @@ int dsvdc(mlFortranMatrix& x, int n, int p, mlFortranVector& s, mlFortranVector&
       }
     }
   }
+  uops.flush();
+  vops.flush();
   return info;
 }
 
@@ -408,53 +435,71 @@ int mlSingularValueDecomposition::SVD(const mlMatrix& a, mlVector& s, mlMatrix& 
   PASKOSDA_CHECK(job_u >= 0 && job_u <= 1 && job_v >= 0 && job_v <= 2,
                  "mlSingularValueDecomposition::SVD: job %d", job);
 
-  // The kernel works on X = A^T, n by m, column-major: exactly A's row-major storage.
-  mlFortranMatrix x(n, m);
-  const std::ptrdiff_t count = static_cast<std::ptrdiff_t>(m) * n;
-  for (std::ptrdiff_t k = 0; k < count; ++k)
-    x.data()[k] = a.data()[k];
-
   mlFortranVector sx(utMath::min(n + 1, m));
   mlFortranVector e(m);
   for (int i = 1; i <= m; ++i)
     e(i) = 0.0;
   mlFortranVector work(n);
 
-  // X's left vectors are A's right vectors. For the reduced job the kernel writes n rows of
-  // min(n, m) columns; they are kept as that shape, the first min(m, n) right vectors.
-  int ux_rows = 1;
-  int ux_cols = 1;
-  if (job_v == 1) {
-    ux_rows = n;
-    ux_cols = n;
-  } else if (job_v == 2) {
-    ux_rows = n;
-    ux_cols = utMath::min(n, m);
-  }
-  mlFortranMatrix ux(ux_rows, ux_cols);
+  // X's left vectors are A's right vectors (n by n, or for the reduced job n rows of
+  // min(n, m) columns, the first min(m, n) right vectors), its right vectors A's left ones (m
+  // by m). A square set is built column-major in the storage of v or u itself and transposed
+  // there at the end; the reduced one has an array of its own. A set not asked for is 1 by 1
+  // and holds 0.0 (the kernel never touches it).
+  const int k = utMath::min(m, n);
+  const int ux_rows = job_v == 0 ? 1 : n;
+  const int ux_cols = job_v == 0 ? 1 : job_v == 1 ? n : k;
   const int vx_size = job_u != 0 ? m : 1;
-  mlFortranMatrix vx(vx_size, vx_size);
-  // The kernel never touches an array that was not asked for; it is copied out all the same,
-  // so it gets a defined value.
-  if (job_v == 0) ux(1, 1) = 0.0;
-  if (job_u == 0) vx(1, 1) = 0.0;
+  // The kernel works on X = A^T, n by m, column-major: A's row-major storage, column j of X
+  // being row j of A. A may be u or v itself; it is then copied before they change.
+  const bool alias = &a == &u || &a == &v;
+  mlFortranMatrix own(alias ? n : 0, alias ? m : 0);
+  auto copy_a = [&a, n, m](double* to, std::ptrdiff_t ld) {
+    for (int j = 0; j < m; ++j) {
+      for (int i = 0; i < n; ++i)
+        to[ld * j + i] = a.data()[static_cast<std::ptrdiff_t>(n) * j + i];
+    }
+  };
+  if (alias) copy_a(own.data(), n);
+  v.become(ux_rows, ux_cols);
+  u.become(vx_size, vx_size);
+  mlFortranMatrix reduced(job_v == 2 ? n : 0, job_v == 2 ? k : 0);
+  const ColumnView ux(job_v == 2 ? reduced.data() : v.data(), ux_rows);
+  const ColumnView vx(u.data(), vx_size);
+  if (job_v == 0) v(0, 0) = 0.0;
+  if (job_u == 0) u(0, 0) = 0.0;
+  // X is not needed beside the vectors it turns into: its Householder columns are the start of
+  // the left vectors, and the right vectors only ever receive, at step l, rows below l of
+  // column l once X's column l is spent (dsvdc). So it is placed in the left vectors' array
+  // when that has room for it (leading dimension n, m columns or more), else in the right
+  // vectors' (leading dimension m, when m >= n), else in an array of its own.
+  ColumnView x(own.data(), n);
+  if (!alias) {
+    if (job_v != 0 && ux_cols >= m) {
+      x = ux;
+    } else if (job_u != 0 && m >= n) {
+      x = vx;
+    } else {
+      own.become(n, m);
+      x = ColumnView(own.data(), n);
+    }
+    copy_a(x.data(), x.ld());
+  }
 
   const int info = dsvdc(x, n, m, sx, e, ux, vx, work, job);
 
-  const int k = utMath::min(m, n);
   s.become(mlVectorDim, k);
   for (int i = 0; i < k; ++i)
     s[i] = sx(i + 1);
-  v.become(ux_rows, ux_cols);
-  for (int r = 0; r < ux_rows; ++r) {
-    for (int c = 0; c < ux_cols; ++c)
-      v.data()[static_cast<std::ptrdiff_t>(ux_cols) * r + c] = ux(r + 1, c + 1);
+  if (job_v == 2) {
+    for (int r = 0; r < ux_rows; ++r) {
+      for (int c = 0; c < ux_cols; ++c)
+        v(r, c) = reduced(r + 1, c + 1);
+    }
+  } else if (job_v == 1) {
+    transpose_square(v.data(), n);
   }
-  u.become(vx_size, vx_size);
-  for (int r = 0; r < vx_size; ++r) {
-    for (int c = 0; c < vx_size; ++c)
-      u.data()[static_cast<std::ptrdiff_t>(vx_size) * r + c] = vx(r + 1, c + 1);
-  }
+  if (job_u != 0) transpose_square(u.data(), m);
   return info == 0 ? 1 : 0;
 }
 

@@ -64,7 +64,8 @@ class Buffer {
 
 // Elimination step k of the plain loops over columns k + 1 .. j_end - 1: each row below the
 // pivot gets its multiplier a(i, k) / a(k, k), then a(i, j) - l * a(k, j) per element.
-void eliminate_below_pivot(double* a, Index ld, int r, int k, int j_end) noexcept {
+__attribute__((always_inline)) inline void eliminate_below_pivot(double* a, Index ld, int r, int k,
+                                                                 int j_end) noexcept {
   const double* ak = a + k * ld;
   for (int i = k + 1; i < r; ++i) {
     double* ai = a + i * ld;

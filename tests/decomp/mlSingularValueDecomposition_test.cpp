@@ -7,6 +7,7 @@
 #include <limits>
 #include <tuple>
 
+#include "support/reference_svd.h"
 #include "support/test_support.h"
 
 namespace {
@@ -69,6 +70,117 @@ TEST(mlSingularValueDecomposition, DecomposesRandomAndStructuredMatrices) {
   for (std::size_t c = 0; c < cases.size(); ++c) {
     SCOPED_TRACE(testing::Message() << "case " << c << "\n" << cases[c]);
     expect_decomposes(cases[c], SVD(cases[c]), 4.0);
+  }
+}
+
+// Matrices of every kind the iteration treats differently: values spread over nine decades,
+// low rank, repeated rows and zero rows and columns of signed zeros, mostly zeros of either
+// sign, and infinities and NaNs (which end as non-converged).
+std::vector<mlMatrix> literal_cases(mlRandom& random, int m, int n) {
+  auto spread = [&random] {
+    return random.uniform(-1.0, 1.0) * std::pow(10.0, random.integer(9) - 4);
+  };
+  std::vector<mlMatrix> cases;
+  mlMatrix& a = cases.emplace_back(m, n);
+  for (int i = 0; i < m * n; ++i)
+    a.data()[i] = spread();
+  const int rank = std::max(1, std::min(m, n) / 3);
+  cases.emplace_back(mlMatrixProduct, random_matrix(random, m, rank),
+                     random_matrix(random, rank, n));
+  mlMatrix& rows = cases.emplace_back(random_matrix(random, m, n));
+  for (int j = 0; j < n; ++j) {
+    rows(m - 1, j) = j % 2 == 0 ? 0.0 : -0.0;
+    rows(m / 2, j) = j % 3 == 0 ? 0.0 : -0.0;
+    if (m > 2) rows(1, j) = rows(0, j);
+  }
+  for (int i = 0; i < m; ++i)
+    rows(i, n / 2) = -0.0;
+  mlMatrix& zeros = cases.emplace_back(m, n);
+  for (int i = 0; i < m * n; ++i) {
+    const int pick = random.integer(4);
+    zeros.data()[i] = pick == 0 ? 0.0 : pick == 1 ? -0.0 : spread();
+  }
+  for (const double special : {std::numeric_limits<double>::quiet_NaN(), HUGE_VAL, -HUGE_VAL}) {
+    mlMatrix& b = cases.emplace_back(random_matrix(random, m, n));
+    b.data()[random.integer(m * n)] = special;
+  }
+  return cases;
+}
+
+// The decomposition against the plain loops: values, both vector sets, their shapes and the
+// convergence flag, bit for bit, for every job. Once the input holds an infinity or a NaN, the
+// sign of a NaN that two NaN operands produce is the compiler's choice (it may swap the
+// operands of + and *), so there any NaN matches any NaN; every other bit must agree.
+void expect_literal_bits(const SVD& svd, const mlMatrix& a, int job_u, int job_v) {
+  const LiteralSvd expected = literal_svd(a, job_u, job_v);
+  const mlMatrix &u = svd.U(), &v = svd.V();
+  ASSERT_TRUE(u.rows() == expected.u_rows && u.cols() == expected.u_cols &&
+              v.rows() == expected.v_rows && v.cols() == expected.v_cols &&
+              svd.diagonal().dimension() == static_cast<int>(expected.s.size()));
+  EXPECT_EQ(svd.invalid(), 1 - expected.converged);
+  const double* end = a.data() + a.rows() * a.cols();
+  if (std::all_of(a.data(), end, [](double x) { return std::isfinite(x); })) {
+    EXPECT_TRUE(same_bits(svd.diagonal().data(), expected.s.data(), svd.diagonal().dimension()));
+    EXPECT_TRUE(same_bits(u.data(), expected.u.data(), u.rows() * u.cols()));
+    EXPECT_TRUE(same_bits(v.data(), expected.v.data(), v.rows() * v.cols()));
+  } else {
+    EXPECT_TRUE(
+        same_bits_or_nan(expected.s.data(), svd.diagonal().data(), svd.diagonal().dimension()));
+    EXPECT_TRUE(same_bits_or_nan(expected.u.data(), u.data(), u.rows() * u.cols()));
+    EXPECT_TRUE(same_bits_or_nan(expected.v.data(), v.data(), v.rows() * v.cols()));
+  }
+}
+
+TEST(mlSingularValueDecomposition, GivesTheBitsOfThePlainLoops) {
+  mlRandom random(77);
+  const int shapes[][2] = {{1, 1},   {1, 2},   {2, 1},    {2, 2},   {3, 5},   {5, 3},
+                           {4, 4},   {7, 2},   {2, 7},    {9, 9},   {13, 8},  {8, 13},
+                           {16, 16}, {17, 17}, {33, 20},  {20, 33}, {40, 40}, {64, 9},
+                           {9, 64},  {70, 70}, {130, 70}, {70, 130}};
+  for (const auto& [m, n] : shapes) {
+    // Every job decides anew where the matrix is worked on; the larger shapes take the jobs
+    // that place it in U, in V and in an array of its own.
+    const std::vector<int> jobs =
+        m * n < 4096 ? std::vector<int>{11, 10, 1, 0, 21, 20} : std::vector<int>{11, 20, 1};
+    const std::vector<mlMatrix> cases = literal_cases(random, m, n);
+    for (std::size_t c = 0; c < cases.size(); ++c) {
+      for (const int job : jobs) {
+        SCOPED_TRACE(testing::Message() << m << "x" << n << " case " << c << " job " << job);
+        const SVD svd(cases[c], static_cast<SVD::mlJOB_U>(job % 10),
+                      static_cast<SVD::mlJOB_V>(job / 10));
+        expect_literal_bits(svd, cases[c], job % 10, job / 10);
+      }
+    }
+  }
+  // Large enough for every blocking of the vectors to take several blocks; one of them never
+  // converges.
+  const int large[][2] = {{300, 200}, {200, 300}};
+  for (const auto& [m, n] : large) {
+    const std::vector<mlMatrix> cases = literal_cases(random, m, n);
+    for (std::size_t c : {0, 4}) {
+      SCOPED_TRACE(testing::Message() << m << "x" << n << " case " << c);
+      expect_literal_bits(SVD(cases[c]), cases[c], 1, 1);
+    }
+  }
+}
+
+TEST(mlSingularValueDecomposition, DecomposesItsOwnVectors) {
+  // The vectors are built in the storage of U and V (and a set not asked for becomes 0.0): a
+  // matrix that is one of them must be read before they change.
+  mlRandom random(31);
+  const int shapes[][2] = {{7, 4}, {4, 7}};
+  for (const auto& [m, n] : shapes) {
+    const mlMatrix a = random_matrix(random, m, n);
+    for (const int job : {11, 10, 1}) {
+      const auto job_u = static_cast<SVD::mlJOB_U>(job % 10);
+      const auto job_v = static_cast<SVD::mlJOB_V>(job / 10);
+      SVD svd(a);
+      const mlMatrix u(utCopy, svd.U());
+      expect_literal_bits(svd.become(svd.U(), job_u, job_v), u, job % 10, job / 10);
+      SVD other(a);
+      const mlMatrix v(utCopy, other.V());
+      expect_literal_bits(other.become(other.V(), job_u, job_v), v, job % 10, job / 10);
+    }
   }
 }
 
