@@ -168,8 +168,9 @@ constexpr int kChunk = 128;
 // The widest column panel of any register tile, and the widest back-substitution strip.
 constexpr int kMaxTileColumns = 16;
 constexpr int kMaxStripColumns = 64;
-// The widest panel of the Cholesky factorisation.
+// The widest panel of the Cholesky factorisation, and the most sums one of its tiles makes.
 constexpr int kMaxColumnPanel = 32;
+constexpr int kMaxColumnSums = 3 * kMaxColumnPanel;
 
 int pack_size(int kb, int n) noexcept { return kb * round_up(n > 0 ? n : 1, kMaxTileColumns); }
 
@@ -646,6 +647,7 @@ __attribute__((always_inline)) inline int cholesky_factor_columns(double* a, int
                                                                   double* t, double* s) noexcept {
   constexpr int W = T::kColumn * lanes<typename T::V>();
   static_assert(W <= kMaxColumnPanel, "the panels are sized for kMaxColumnPanel");
+  static_assert(std::max(1 + T::kFused, 2) * W <= kMaxColumnSums, "s holds kMaxColumnSums");
   constexpr int F = T::kFused;
   const int panels = (n + W - 1) / W;
   for (int p0 = 0; p0 < panels; ++p0) {
@@ -859,7 +861,7 @@ int cholesky_factor_kernel(double* a, int n, doublecoDynArr& diagonal, KernelIsa
   if (!kVectorPath || n < kCholeskyBlockedMinimum) return cholesky_factor_plain(a, n, diagonal);
   // The panels of any width up to kMaxColumnPanel: at most (n + W)(n + 2 W) / 2 doubles.
   Buffer t((Index{n} + kMaxColumnPanel) * (Index{n} + 2 * kMaxColumnPanel) / 2);
-  Buffer s(Index{n} + kMaxStripColumns);
+  Buffer s(kMaxColumnSums);
   if (t.data() == nullptr || s.data() == nullptr) return cholesky_factor_plain(a, n, diagonal);
   return cholesky_columns(a, n, diagonal, t.data(), s.data(), isa);
 }

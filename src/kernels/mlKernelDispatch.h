@@ -40,15 +40,12 @@ constexpr int lanes() noexcept {
 /// The instruction sets, each with the vector type its kernels use.
 struct IsaBaseline {
   typedef v2d V;
-  static constexpr KernelIsa kIsa = KernelIsa::Baseline;
 };
 struct IsaAvx2 {
   typedef v4d V;
-  static constexpr KernelIsa kIsa = KernelIsa::Avx2;
 };
 struct IsaAvx512 {
   typedef v8d V;
-  static constexpr KernelIsa kIsa = KernelIsa::Avx512;
 };
 #endif
 

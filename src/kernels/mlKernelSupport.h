@@ -46,12 +46,6 @@ inline KernelIsa resolve_isa(KernelIsa isa) noexcept {
 #endif
 }
 
-/// Whether a kernel asked for `isa` may use AVX2 (every AVX-512 processor has it).
-inline bool use_avx2(KernelIsa isa) noexcept { return resolve_isa(isa) != KernelIsa::Baseline; }
-
-/// Whether a kernel asked for `isa` may use AVX-512.
-inline bool use_avx512(KernelIsa isa) noexcept { return resolve_isa(isa) == KernelIsa::Avx512; }
-
 /// The named instruction sets this processor runs, the baseline first: the paths a test of a
 /// kernel must cover. Returns how many of the three were written to `out`.
 inline int available_isas(KernelIsa out[3]) noexcept {

@@ -93,8 +93,7 @@ TEST(mlMatrixKernel, ProductMatchesTheLiteralLoopBitForBit) {
       std::vector<double> actual(expected.size(), kSentinel);
       multiply_kernel(m, n, k, a.data(), lda, b.data(), ldb, actual.data(), ldc, isa);
       EXPECT_TRUE(same_results(expected, actual))
-          << m << " x " << k << " times " << k << " x " << n
-          << " (" << isa_name(isa) << ")";
+          << m << " x " << k << " times " << k << " x " << n << " (" << isa_name(isa) << ")";
     }
   }
 }
