@@ -170,7 +170,7 @@ constexpr int kMaxTileColumns = 16;
 constexpr int kMaxStripColumns = 64;
 // The widest panel of the Cholesky factorisation, and the most sums one of its tiles makes.
 constexpr int kMaxColumnPanel = 32;
-constexpr int kMaxColumnSums = 3 * kMaxColumnPanel;
+constexpr int kMaxColumnSums = 4 * kMaxColumnPanel;
 
 int pack_size(int kb, int n) noexcept { return kb * round_up(n > 0 ? n : 1, kMaxTileColumns); }
 
@@ -188,17 +188,17 @@ struct Blocking;
 template <>
 struct Blocking<IsaBaseline> {
   typedef v2d V;
-  static constexpr int kRows = 4, kVectors = 2, kWide = 8, kColumn = 8, kFused = 0;
+  static constexpr int kRows = 4, kVectors = 2, kWide = 8, kColumn = 8, kFused = 0, kBelow = 2;
 };
 template <>
 struct Blocking<IsaAvx2> {
   typedef v4d V;
-  static constexpr int kRows = 6, kVectors = 2, kWide = 8, kColumn = 8, kFused = 0;
+  static constexpr int kRows = 6, kVectors = 2, kWide = 8, kColumn = 8, kFused = 0, kBelow = 2;
 };
 template <>
 struct Blocking<IsaAvx512> {
   typedef v8d V;
-  static constexpr int kRows = 8, kVectors = 2, kWide = 8, kColumn = 4, kFused = 2;
+  static constexpr int kRows = 8, kVectors = 2, kWide = 8, kColumn = 4, kFused = 2, kBelow = 3;
 };
 
 // ---- C -= A * B, one subtraction per product, in ascending depth ----------------------------
@@ -584,9 +584,10 @@ __attribute__((always_inline)) inline void cholesky_panel_sums(const double* a, 
   }
 }
 
-// Rows [j_begin, j_end) of panel p, column i: L(j, i) = s(j) / d into a and into t. A whole
-// panel divides a vector at a time (each lane rounds as the scalar division does).
-template <class T>
+// Rows [j_begin, j_end) of panel p, column i: L(j, i) = s(j) / d into t and, when kToMatrix,
+// into a. A whole panel divides a vector at a time (each lane rounds as the scalar division
+// does).
+template <class T, bool kToMatrix>
 __attribute__((always_inline)) inline void cholesky_panel_store(double* a, int n, double* t, int p,
                                                                 int i, const double* s, double d,
                                                                 int j_begin, int j_end) noexcept {
@@ -603,14 +604,33 @@ __attribute__((always_inline)) inline void cholesky_panel_store(double* a, int n
       std::memcpy(&x, s + (j - j0), sizeof(V));
       x = x / d;
       std::memcpy(tp + j, &x, sizeof(V));
-      for (int l = 0; l < L; ++l)
-        a[Index{j + l} * n + i] = x[l];
+      if constexpr (kToMatrix) {
+        for (int l = 0; l < L; ++l)
+          a[Index{j + l} * n + i] = x[l];
+      }
     }
   }
   for (; j < j_end; ++j) {
     const double x = s[j - j0] / d;
-    a[Index{j} * n + i] = x;
+    if constexpr (kToMatrix) a[Index{j} * n + i] = x;
     tp[j] = x;
+  }
+}
+
+// Columns [i0, i_end) of the rows of panel p, from the panel into a. Below the pivots' panel
+// the columns are written a block at a time: one column at a time, the rows' stride of a
+// power-of-two order would send every row to the same few cache sets.
+template <int W>
+__attribute__((always_inline)) inline void cholesky_panel_to_matrix(double* a, int n,
+                                                                    const double* t, int p, int i0,
+                                                                    int i_end) noexcept {
+  const int j0 = p * W;
+  const int j_end = std::min(j0 + W, n);
+  const double* tp = t + panel_offset<W>(p) - j0;
+  for (int j = j0; j < j_end; ++j) {
+    double* aj = a + Index{j} * n;
+    for (int i = i0; i < i_end; ++i)
+      aj[i] = tp[Index{i} * W + j];
   }
 }
 
@@ -624,20 +644,27 @@ __attribute__((always_inline)) inline void cholesky_panels_below(double* a, int 
                                                                  int i0, int i_end) noexcept {
   typedef typename T::V V;
   constexpr int W = T::kColumn * lanes<V>();
-  for (; (p + 2) * W <= n; p += 2) {
-    const double* const tp[] = {t + panel_offset<W>(p), t + panel_offset<W>(p + 1)};
+  constexpr int B = T::kBelow;
+  for (; (p + B) * W <= n; p += B) {
+    const double* tp[B];
+    for (int m = 0; m < B; ++m)
+      tp[m] = t + panel_offset<W>(p + m);
     for (int i = i0; i < i_end; ++i) {
       const double* li = a + Index{i} * n;
-      column_tile_panels<V, 2 * T::kColumn, 2>(i, li, li + p * W, tp, W, s);
-      cholesky_panel_store<T>(a, n, t, p, i, s, diagonal[i], p * W, p * W + W);
-      cholesky_panel_store<T>(a, n, t, p + 1, i, s + W, diagonal[i], p * W + W, p * W + 2 * W);
+      column_tile_panels<V, B * T::kColumn, B>(i, li, li + p * W, tp, W, s);
+      for (int m = 0; m < B; ++m)
+        cholesky_panel_store<T, false>(a, n, t, p + m, i, s + m * W, diagonal[i], (p + m) * W,
+                                       (p + m) * W + W);
     }
+    for (int m = 0; m < B; ++m)
+      cholesky_panel_to_matrix<W>(a, n, t, p + m, i0, i_end);
   }
   for (; p * W < n; ++p) {
     for (int i = i0; i < i_end; ++i) {
       cholesky_panel_sums<T>(a, n, t, p, i, s);
-      cholesky_panel_store<T>(a, n, t, p, i, s, diagonal[i], p * W, std::min(p * W + W, n));
+      cholesky_panel_store<T, false>(a, n, t, p, i, s, diagonal[i], p * W, std::min(p * W + W, n));
     }
+    cholesky_panel_to_matrix<W>(a, n, t, p, i0, i_end);
   }
 }
 
@@ -647,7 +674,7 @@ __attribute__((always_inline)) inline int cholesky_factor_columns(double* a, int
                                                                   double* t, double* s) noexcept {
   constexpr int W = T::kColumn * lanes<typename T::V>();
   static_assert(W <= kMaxColumnPanel, "the panels are sized for kMaxColumnPanel");
-  static_assert(std::max(1 + T::kFused, 2) * W <= kMaxColumnSums, "s holds kMaxColumnSums");
+  static_assert(std::max(1 + T::kFused, T::kBelow) * W <= kMaxColumnSums, "s holds kMaxColumnSums");
   constexpr int F = T::kFused;
   const int panels = (n + W - 1) / W;
   for (int p0 = 0; p0 < panels; ++p0) {
@@ -670,6 +697,8 @@ __attribute__((always_inline)) inline int cholesky_factor_columns(double* a, int
       // Nothing of column i is written before its pivot has passed, as in the plain loops.
       const double pivot = s[i - i0];
       if (0.0 >= pivot) {
+        for (int m = 1; m <= fused; ++m)
+          cholesky_panel_to_matrix<W>(a, n, t, p0 + m, i0, i);
         cholesky_panels_below<T>(a, n, diagonal, t, s, p0 + 1 + fused, i0, i);
         return 0;
       }
@@ -677,12 +706,14 @@ __attribute__((always_inline)) inline int cholesky_factor_columns(double* a, int
       double* tz = t + panel_offset<W>(p0) + Index{i} * W;
       for (int j = i0; j <= i; ++j)
         tz[j - i0] = 0.0;
-      cholesky_panel_store<T>(a, n, t, p0, i, s, diagonal[i], i + 1, i1);
+      cholesky_panel_store<T, true>(a, n, t, p0, i, s, diagonal[i], i + 1, i1);
       for (int m = 1; m <= fused; ++m) {
         const int j0 = (p0 + m) * W;
-        cholesky_panel_store<T>(a, n, t, p0 + m, i, s + m * W, diagonal[i], j0, j0 + W);
+        cholesky_panel_store<T, false>(a, n, t, p0 + m, i, s + m * W, diagonal[i], j0, j0 + W);
       }
     }
+    for (int m = 1; m <= fused; ++m)
+      cholesky_panel_to_matrix<W>(a, n, t, p0 + m, i0, i1);
     cholesky_panels_below<T>(a, n, diagonal, t, s, p0 + 1 + fused, i0, i1);
   }
   return 1;

@@ -6,7 +6,10 @@
 // library.
 
 #include <algorithm>
+#include <climits>
 #include <cstddef>
+
+#include "containers/coDynArr.h"
 
 namespace paskosda_detail {
 
@@ -54,6 +57,16 @@ inline int available_isas(KernelIsa out[3]) noexcept {
     if (resolve_isa(isa) == isa) out[count++] = isa;
   }
   return count;
+}
+
+/// Room for `count` doubles that belongs to the calling thread and is kept between calls, so
+/// that a routine called again and again allocates only the first time (and when it needs
+/// more). Null when the memory is not there. One user at a time: a routine that takes it
+/// calls nothing else that does.
+inline double* thread_work(Index count) noexcept {
+  thread_local doublecoDynArr work;
+  if (count > INT_MAX || work.reserve(static_cast<int>(count)) == 0) return nullptr;
+  return work.data();
 }
 
 /// Columns 0 .. n - 1 of b, depth 0 .. kb - 1, as panels of NR columns, each panel row by row

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <utility>
+#include <vector>
 
 #include "kernels/mlDecompKernel.h"
 #include "support/reference_decomp.h"
@@ -109,6 +110,26 @@ TEST(CholeskyDecomposition, MatrixSolveIsTheVectorSolveOfEachColumnBitForBit) {
               << "n " << n << ", col " << col;
         }
       }
+    }
+  }
+}
+
+TEST(CholeskyDecomposition, VectorSolveMatchesThePlainLoopsBitForBit) {
+  mlRandom random(12);
+  // Orders around the blocks of the backward sweep and the powers of two.
+  for (int n : {1, 7, 8, 9, 17, 64, 255, 256, 300}) {
+    const mlMatrix a = random_spd(random, n);
+    const mlCholeskyDecomposition c(a);
+    mlMatrix factors(utCopy, a);
+    std::vector<double> diagonal(n), expected(n);
+    ASSERT_EQ(literal_cholesky_factor(factors.data(), n, diagonal.data()), 1);
+    mlVector b(utCopy, random_matrix(random, n, 1).col(0)), x;
+    b[random.integer(n)] = -0.0;
+    for (int nan = 0; nan < 2; ++nan) {
+      if (nan == 1) b[random.integer(n)] = kNaN;
+      c.solve(b, x);
+      literal_cholesky_substitute(factors.data(), n, diagonal.data(), b.data(), expected.data());
+      ASSERT_TRUE(same_bits(x.data(), expected.data(), n)) << "n " << n << ", NaN " << nan;
     }
   }
 }

@@ -100,6 +100,24 @@ inline int literal_cholesky_factor(double* a, int n, double* diagonal) {
   return 1;
 }
 
+// L y = b, then L^T x = y, for the stored factors: each sum takes the unknown just found first.
+inline void literal_cholesky_substitute(const double* a, int n, const double* diagonal,
+                                        const double* b, double* x) {
+  const std::ptrdiff_t ld = n;
+  for (int i = 0; i < n; ++i) {
+    double s = b[i];
+    for (int k = i - 1; k >= 0; --k)
+      s = s - a[i * ld + k] * x[k];
+    x[i] = s / diagonal[i];
+  }
+  for (int i = n - 1; i >= 0; --i) {
+    double s = x[i];
+    for (int k = i + 1; k < n; ++k)
+      s = s - a[k * ld + i] * x[k];
+    x[i] = s / diagonal[i];
+  }
+}
+
 }  // namespace paskosda_test
 
 #endif  // PASKOSDA_TESTS_SUPPORT_REFERENCE_DECOMP_H
