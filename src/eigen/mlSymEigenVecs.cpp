@@ -137,10 +137,12 @@ void mlSymEigenVecs::calculate() noexcept {
   long power = 1;
   long length = 0;
   const std::size_t bytes = sizeof(double) * static_cast<std::size_t>(n) * n;
+  paskosda_detail::OffDiagonalMaxima maxima;
+  maxima.build(a.data(), n);
   for (;;) {
     int p = -1;
     int q = -1;
-    const double largest = paskosda_detail::largest_off_diagonal(a.data(), n, p, q);
+    const double largest = maxima.largest(p, q);
     if (threshold > largest) break;
     // Only a NaN tolerance gets here without a position (when no off-diagonal element is a
     // number, or n < 2): there is nothing to rotate, so this counts as converged.
@@ -154,9 +156,13 @@ void mlSymEigenVecs::calculate() noexcept {
     double l2 = 0.0;
     eigens2(s, l1, l2, e1, e2);
 
-    if (!finite || !rotate_in_place(a, v, p, q, e1, e2, first, scratch.data(), finite)) {
+    if (finite && rotate_in_place(a, v, p, q, e1, e2, first, scratch.data(), finite)) {
+      maxima.rotated(a.data(), p, q);
+    } else {
       rotate_by_products(a, v, p, q, e1, e2);
       finite = all_finite(a.data(), n * n) && all_finite(v.data(), n * n);
+      // The products may change any element (a non-finite one spreads along whole rows).
+      maxima.build(a.data(), n);
     }
     first = false;
 

@@ -2,116 +2,85 @@
 
 #include <cfloat>
 #include <cmath>
-#include <cstring>
-
-#include "kernels/mlKernelDispatch.h"
+#include <cstddef>
 
 namespace paskosda_detail {
 namespace {
 
-#if defined(__GNUC__)
-struct LargestOffDiagonal {
-  template <class Isa>
-  __attribute__((always_inline)) static double run(const double* a, int n, int& p,
-                                                   int& q) noexcept {
-    typedef typename Isa::V V;
-    constexpr int L = lanes<V>();
-    // Four vectors of running maxima: independent chains of comparisons.
-    V m[4];
-    for (V& x : m)
-      x = V{} - DBL_MAX;
-    double tail = -DBL_MAX;
-    for (int i = 0; i < n; ++i) {
-      const double* row = a + Index{n} * i;
-      int j = i + 1;
-      for (; j + 4 * L <= n; j += 4 * L) {
-#pragma GCC unroll 4
-        for (int v = 0; v < 4; ++v) {
-          V x;
-          std::memcpy(&x, row + j + v * L, sizeof(V));
-          x = x < 0.0 ? -x : x;  // |x|, but for the sign of a zero, settled below
-          m[v] = x > m[v] ? x : m[v];
-        }
-      }
-      for (; j + L <= n; j += L) {
-        V x;
-        std::memcpy(&x, row + j, sizeof(V));
-        x = x < 0.0 ? -x : x;
-        m[0] = x > m[0] ? x : m[0];
-      }
-      for (; j < n; ++j) {
-        const double x = std::fabs(row[j]);
-        tail = x > tail ? x : tail;
-      }
+// The largest magnitude of a(r, r+1 .. n-1) and the first column holding it.
+inline void row_largest(const double* a, int n, int r, double& m, int& c) noexcept {
+  const double* row = a + std::ptrdiff_t{n} * r;
+  m = -DBL_MAX;
+  c = -1;
+  for (int j = r + 1; j < n; ++j) {
+    const double x = std::fabs(row[j]);
+    if (x > m) {
+      m = x;
+      c = j;
     }
-    double best = tail;
-    for (const V& x : m) {
-      for (int l = 0; l < L; ++l)
-        best = x[l] > best ? x[l] : best;
-    }
-    // A largest magnitude of zero may have been met as -0.0 in a lane; fabs gives +0.0.
-    best = best + 0.0;
-    p = -1;
-    q = -1;
-    for (int i = 0; i < n; ++i) {
-      const double* row = a + Index{n} * i;
-      int j = i + 1;
-      for (; j + L <= n; j += L) {
-        V x;
-        std::memcpy(&x, row + j, sizeof(V));
-        x = x < 0.0 ? -x : x;
-        const auto hit = x == best;
-        bool any = false;
-        for (int l = 0; l < L; ++l)
-          any = any || hit[l] != 0;
-        if (!any) continue;
-        for (int l = 0;; ++l) {
-          if (hit[l] != 0) {
-            p = i;
-            q = j + l;
-            return best;
-          }
-        }
-      }
-      for (; j < n; ++j) {
-        if (std::fabs(row[j]) == best) {
-          p = i;
-          q = j;
-          return best;
-        }
-      }
-    }
-    return best;
   }
-};
-#endif
+}
 
 }  // namespace
 
-double largest_off_diagonal(const double* a, int n, int& p, int& q, KernelIsa isa) noexcept {
-#if defined(__GNUC__)
-  return run_isa<LargestOffDiagonal>(isa, a, n, p, q);
-#else
-  double best = -DBL_MAX;
-  for (int i = 0; i < n; ++i) {
-    for (int j = i + 1; j < n; ++j) {
-      const double x = std::fabs(a[Index{n} * i + j]);
-      best = x > best ? x : best;
-    }
+void OffDiagonalMaxima::build(const double* a, int n) noexcept {
+  a_ = a;
+  n_ = n;
+  magnitude_.clear(0);
+  column_.clear(0);
+  kept_ = magnitude_.expand(n) != 0 && column_.expand(n) != 0;
+  if (!kept_) return;
+  for (int r = 0; r < n; ++r)
+    scan(r);
+}
+
+void OffDiagonalMaxima::scan(int r) noexcept { row_largest(a_, n_, r, magnitude_[r], column_[r]); }
+
+void OffDiagonalMaxima::offer(int r, int c, double x) noexcept {
+  if (x > magnitude_[r] || (x == magnitude_[r] && c < column_[r])) {
+    magnitude_[r] = x;
+    column_[r] = c;
   }
+}
+
+void OffDiagonalMaxima::rotated(const double* a, int p, int q) noexcept {
+  a_ = a;
+  if (!kept_) return;
+  scan(p);
+  scan(q);
+  // Rows above q hold the changed columns p (rows above p) and q.
+  for (int r = 0; r < q; ++r) {
+    if (r == p) continue;
+    if (column_[r] == p || column_[r] == q) {
+      scan(r);
+      continue;
+    }
+    const double* row = a + std::ptrdiff_t{n_} * r;
+    if (r < p) offer(r, p, std::fabs(row[p]));
+    offer(r, q, std::fabs(row[q]));
+  }
+}
+
+double OffDiagonalMaxima::largest(int& p, int& q) const noexcept {
+  double best = -DBL_MAX;
   p = -1;
   q = -1;
-  for (int i = 0; i < n; ++i) {
-    for (int j = i + 1; j < n; ++j) {
-      if (std::fabs(a[Index{n} * i + j]) == best) {
-        p = i;
-        q = j;
-        return best;
-      }
+  for (int r = 0; r < n_; ++r) {
+    double m = 0.0;
+    int c = 0;
+    if (kept_) {
+      m = magnitude_[r];
+      c = column_[r];
+    } else {
+      row_largest(a_, n_, r, m, c);
+    }
+    if (m > best) {
+      best = m;
+      p = r;
+      q = c;
     }
   }
   return best;
-#endif
 }
 
 }  // namespace paskosda_detail
