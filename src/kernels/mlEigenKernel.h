@@ -4,6 +4,10 @@
 // The search behind the symmetric Jacobi eigen-solver. Private to the library: not installed,
 // not exported; the tests and benchmarks link the kernel objects themselves.
 
+#include <cfloat>
+#include <cmath>
+#include <cstddef>
+
 #include "containers/coDynArr.h"
 
 namespace paskosda_detail {
@@ -20,25 +24,92 @@ namespace paskosda_detail {
 // holding the overall maximum and, in it, the first position.
 class OffDiagonalMaxima {
  public:
-  // Looks at every row of a.
-  void build(const double* a, int n) noexcept;
+  // Looks at every row of a. Without the memory for the rows, `largest` scans the whole
+  // triangle each time instead.
+  void build(const double* a, int n) noexcept {
+    a_ = a;
+    n_ = n;
+    magnitude_.clear(0);
+    column_.clear(0);
+    kept_ = magnitude_.expand(n) != 0 && column_.expand(n) != 0;
+    for (int r = 0; r < n && kept_; ++r)
+      scan(r);
+  }
+
   // After rows and columns p and q (p < q) of a changed, and no other element.
-  void rotated(const double* a, int p, int q) noexcept;
-  double largest(int& p, int& q) const noexcept;
+  void rotated(const double* a, int p, int q) noexcept {
+    a_ = a;
+    if (!kept_) return;
+    scan(p);
+    scan(q);
+    // Rows above q hold the changed columns p (rows above p) and q.
+    const int* column = column_.data();
+    for (int r = 0; r < q; ++r) {
+      if (r == p) continue;
+      if (column[r] == p || column[r] == q) {
+        scan(r);
+        continue;
+      }
+      const double* row = a + std::ptrdiff_t{n_} * r;
+      if (r < p) offer(r, p, std::fabs(row[p]));
+      offer(r, q, std::fabs(row[q]));
+    }
+  }
+
+  double largest(int& p, int& q) const noexcept {
+    double best = -DBL_MAX;
+    p = -1;
+    q = -1;
+    for (int r = 0; r < n_; ++r) {
+      double m = 0.0;
+      int c = 0;
+      if (kept_) {
+        m = magnitude_.data()[r];
+        c = column_.data()[r];
+      } else {
+        row_largest(r, m, c);
+      }
+      if (m > best) {
+        best = m;
+        p = r;
+        q = c;
+      }
+    }
+    return best;
+  }
 
  private:
-  void scan(int r) noexcept;
-  // Element (r, c) now has magnitude x; the row's largest is elsewhere or (r, c) itself is
-  // not it.
-  void offer(int r, int c, double x) noexcept;
+  // The largest magnitude of a(r, r+1 .. n-1) and the first column holding it.
+  void row_largest(int r, double& m, int& c) const noexcept {
+    // The maximum first, without branches, then where it first is: a maximum does not depend
+    // on the order it is taken in.
+    const double* row = a_ + std::ptrdiff_t{n_} * r;
+    m = -DBL_MAX;
+    for (int j = r + 1; j < n_; ++j) {
+      const double x = std::fabs(row[j]);
+      m = x > m ? x : m;
+    }
+    c = r + 1;
+    while (c < n_ && std::fabs(row[c]) != m)
+      ++c;
+    if (c == n_) c = -1;
+  }
+  void scan(int r) noexcept { row_largest(r, magnitude_.data()[r], column_.data()[r]); }
+  // Element (r, c), not the row's recorded largest, now has magnitude x.
+  void offer(int r, int c, double x) noexcept {
+    double& m = magnitude_.data()[r];
+    int& at = column_.data()[r];
+    if (x > m || (x == m && c < at)) {
+      m = x;
+      at = c;
+    }
+  }
 
   const double* a_ = nullptr;
   int n_ = 0;
-  // Per row: its largest magnitude and first column holding it. When the memory was not
-  // there, `largest` scans the whole triangle instead.
-  doublecoDynArr magnitude_;
-  intcoDynArr column_;
-  bool kept_ = false;
+  doublecoDynArr magnitude_;  // per row: its largest magnitude
+  intcoDynArr column_;        // per row: the first column holding it
+  bool kept_ = false;         // whether the rows' maxima are kept
 };
 
 }  // namespace paskosda_detail
