@@ -5,6 +5,8 @@
 /// `mlSymEigenVecs`: every eigenvalue and eigenvector of a real symmetric matrix by the Jacobi
 /// method.
 
+#include "containers/coDynArr.h"
+#include "containers/coPageArr.h"
 #include "eigen/mlEigenVecs.h"
 #include "linalg/mlMatrix.h"
 #include "linalg/mlSlice.h"
@@ -46,6 +48,22 @@ class PASKOSDA_EXPORT mlSymEigenVecs : public mlEigenVecs {
   /// Stores the diagonal values ordered by decreasing square, and the matching columns of
   /// vectors.
   void sort(const mlSlice& diagonal, const mlMatrix& vectors) noexcept;
+
+  // The work memory of `calculate`, kept so that a solver used again at the same order
+  // allocates nothing: the matrix being rotated, the rotations' product, the 2 by 2 block and
+  // its eigenvectors, two new rows, a state kept to detect a cycle, each row's largest
+  // off-diagonal magnitude and its column, and the sort's keys and index.
+  mlMatrix rotated_;
+  mlMatrix rotations_;
+  mlMatrix block_;
+  mlVector e1_;
+  mlVector e2_;
+  mlVector rows_;
+  mlMatrix seen_;
+  doublecoDynArr row_largest_;
+  intcoDynArr row_largest_column_;
+  doublecoPageArr keys_;
+  intcoPageArr index_;
 };
 
 #endif  // PASKOSDA_EIGEN_MLSYMEIGENVECS_H

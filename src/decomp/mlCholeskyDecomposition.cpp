@@ -135,7 +135,8 @@ void ml_cholesky_substitute(const mlMatrix& a, const doublecoDynArr& diagonal, c
   // columns with the unknowns already found are formed first, a row of L at a time, and each
   // sum then takes them in its own order. Every product rounds by itself, so nothing changes.
   constexpr int kBack = 8;
-  double* work = paskosda_detail::thread_work(std::ptrdiff_t{kBack} * n);
+  paskosda_detail::Work products_memory(std::ptrdiff_t{kBack} * n);
+  double* work = products_memory.data();
   const int block = work != nullptr ? kBack : 1;
   for (int hi = n; hi > 0; hi -= block) {
     const int lo = std::max(hi - block, 0);

@@ -435,12 +435,6 @@ int mlSingularValueDecomposition::SVD(const mlMatrix& a, mlVector& s, mlMatrix& 
   PASKOSDA_CHECK(job_u >= 0 && job_u <= 1 && job_v >= 0 && job_v <= 2,
                  "mlSingularValueDecomposition::SVD: job %d", job);
 
-  mlFortranVector sx(utMath::min(n + 1, m));
-  mlFortranVector e(m);
-  for (int i = 1; i <= m; ++i)
-    e(i) = 0.0;
-  mlFortranVector work(n);
-
   // X's left vectors are A's right vectors (n by n, or for the reduced job n rows of
   // min(n, m) columns, the first min(m, n) right vectors), its right vectors A's left ones (m
   // by m). A square set is built column-major in the storage of v or u itself and transposed
@@ -453,38 +447,47 @@ int mlSingularValueDecomposition::SVD(const mlMatrix& a, mlVector& s, mlMatrix& 
   // The kernel works on X = A^T, n by m, column-major: A's row-major storage, column j of X
   // being row j of A. A may be u or v itself; it is then copied before they change.
   const bool alias = &a == &u || &a == &v;
-  mlFortranMatrix own(alias ? n : 0, alias ? m : 0);
+  // X is not needed beside the vectors it turns into: its Householder columns are the start of
+  // the left vectors, and the right vectors only ever receive, at step l, rows below l of
+  // column l once X's column l is spent (dsvdc). So it is placed in the left vectors' array
+  // when that has room for it (leading dimension n, m columns or more), else in the right
+  // vectors' (leading dimension m, when m >= n), else in an array of its own.
+  const bool in_ux = !alias && job_v != 0 && ux_cols >= m;
+  const bool in_vx = !alias && !in_ux && job_u != 0 && m >= n;
+  const std::ptrdiff_t own_size = in_ux || in_vx ? 0 : std::ptrdiff_t{n} * m;
+  const std::ptrdiff_t reduced_size = job_v == 2 ? std::ptrdiff_t{n} * k : 0;
+  const int sx_size = utMath::min(n + 1, m);
+  // The kernel's vectors s, e and work, X's own array and the reduced left vectors, in memory
+  // kept by the thread (one more double: an empty problem still gets some).
+  paskosda_detail::Work memory(std::ptrdiff_t{sx_size} + m + n + own_size + reduced_size + 1);
+  double* next = memory.data();
+  if (next == nullptr) return 0;
+  mlFortranVector sx(next);
+  next += sx_size;
+  mlFortranVector e(next);
+  next += m;
+  for (int i = 1; i <= m; ++i)
+    e(i) = 0.0;
+  mlFortranVector work(next);
+  next += n;
+  double* own = next;
+  double* reduced = own + own_size;
+
   auto copy_a = [&a, n, m](double* to, std::ptrdiff_t ld) {
     for (int j = 0; j < m; ++j) {
       for (int i = 0; i < n; ++i)
         to[ld * j + i] = a.data()[static_cast<std::ptrdiff_t>(n) * j + i];
     }
   };
-  if (alias) copy_a(own.data(), n);
+  if (alias) copy_a(own, n);
   v.become(ux_rows, ux_cols);
   u.become(vx_size, vx_size);
-  mlFortranMatrix reduced(job_v == 2 ? n : 0, job_v == 2 ? k : 0);
-  const ColumnView ux(job_v == 2 ? reduced.data() : v.data(), ux_rows);
+  const ColumnView ux(job_v == 2 ? reduced : v.data(), ux_rows);
   const ColumnView vx(u.data(), vx_size);
   if (job_v == 0) v(0, 0) = 0.0;
   if (job_u == 0) u(0, 0) = 0.0;
-  // X is not needed beside the vectors it turns into: its Householder columns are the start of
-  // the left vectors, and the right vectors only ever receive, at step l, rows below l of
-  // column l once X's column l is spent (dsvdc). So it is placed in the left vectors' array
-  // when that has room for it (leading dimension n, m columns or more), else in the right
-  // vectors' (leading dimension m, when m >= n), else in an array of its own.
-  ColumnView x(own.data(), n);
-  if (!alias) {
-    if (job_v != 0 && ux_cols >= m) {
-      x = ux;
-    } else if (job_u != 0 && m >= n) {
-      x = vx;
-    } else {
-      own.become(n, m);
-      x = ColumnView(own.data(), n);
-    }
-    copy_a(x.data(), x.ld());
-  }
+  const ColumnView x = in_ux ? ux : in_vx ? vx : ColumnView(own, n);
+  if (!alias) copy_a(x.data(), x.ld());
 
   const int info = dsvdc(x, n, m, sx, e, ux, vx, work, job);
 
@@ -494,7 +497,7 @@ int mlSingularValueDecomposition::SVD(const mlMatrix& a, mlVector& s, mlMatrix& 
   if (job_v == 2) {
     for (int r = 0; r < ux_rows; ++r) {
       for (int c = 0; c < ux_cols; ++c)
-        v(r, c) = reduced(r + 1, c + 1);
+        v(r, c) = reduced[std::ptrdiff_t{n} * c + r];
     }
   } else if (job_v == 1) {
     transpose_square(v.data(), n);

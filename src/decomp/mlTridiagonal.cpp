@@ -4,7 +4,34 @@
 #include <new>
 
 #include "containers/utCheck.h"
+#include "kernels/mlKernelSupport.h"
 #include "linalg/mlVector.h"
+
+namespace {
+
+// Elimination without pivoting of the band (lower, b, upper) against r, then back
+// substitution into x. b and r are the caller's copies of the diagonal and the right-hand
+// side, and are overwritten.
+template <class Band>
+void band_solve(int n, const Band& lower, double* b, const Band& upper, double* r,
+                mlSlice& x) noexcept {
+  for (int i = 0; i < n - 1; ++i) {
+    const double m = lower[i + 1] / b[i];
+    b[i + 1] = b[i + 1] - m * upper[i];
+    r[i + 1] = r[i + 1] - m * r[i];
+  }
+  x[n - 1] = r[n - 1] / b[n - 1];
+  for (int i = n - 2; i >= 0; --i)
+    x[i] = (r[i] - x[i + 1] * upper[i]) / b[i];
+}
+
+// n elements of a view into to.
+void copy(const mlSlice& from, int n, double* to) noexcept {
+  for (int i = 0; i < n; ++i)
+    to[i] = from[i];
+}
+
+}  // namespace
 
 mlTridiagonal::mlTridiagonal(int n, const mlSlice& lower, const mlSlice& diagonal,
                              const mlSlice& upper) noexcept
@@ -35,16 +62,14 @@ void mlTridiagonal::solve(const mlSlice& d, mlSlice& x) const noexcept {
                  "mlTridiagonal::solve: n = %d, d has %d elements, x %d", n, d.dimension(),
                  x.dimension());
   if (n < 1) return;
-  mlVector b(utCopy, diagonal_.slice(0, 1, n));
-  mlVector r(utCopy, d.slice(0, 1, n));
-  for (int i = 0; i < n - 1; ++i) {
-    const double m = lower_[i + 1] / b[i];
-    b[i + 1] = b[i + 1] - m * upper_[i];
-    r[i + 1] = r[i + 1] - m * r[i];
-  }
-  x[n - 1] = r[n - 1] / b[n - 1];
-  for (int i = n - 2; i >= 0; --i)
-    x[i] = (r[i] - x[i + 1] * upper_[i]) / b[i];
+  // Copies of the diagonal and of d (which x may view), from memory kept by the thread.
+  paskosda_detail::Work work(2 * paskosda_detail::Index{n});
+  double* b = work.data();
+  if (b == nullptr) return;
+  double* r = b + n;
+  copy(diagonal_, n, b);
+  copy(d, n, r);
+  band_solve(n, lower_, b, upper_, r, x);
 }
 
 void mlTridiagonal::solve_periodic(const mlSlice& d, mlSlice& x) const noexcept {
@@ -62,11 +87,23 @@ void mlTridiagonal::solve_periodic(const mlSlice& d, mlSlice& x) const noexcept 
     x[0] = d[0] / a;
     return;
   }
-  mlVector a(utCopy, lower_.slice(0, 1, n));
-  mlVector b(utCopy, diagonal_.slice(0, 1, n));
-  mlVector c(utCopy, upper_.slice(0, 1, n));
-  mlVector u(mlVectorZero, n);
-  mlVector v(mlVectorZero, n);
+  // The modified band a, b, c, the rank-one factors u and v, the solution z of the band
+  // against u, and a band solve's copies of the diagonal and the right-hand side.
+  paskosda_detail::Work work(8 * paskosda_detail::Index{n});
+  double* a = work.data();
+  if (a == nullptr) return;
+  double* b = a + n;
+  double* c = b + n;
+  double* u = c + n;
+  double* v = u + n;
+  double* z = v + n;
+  double* band_b = z + n;
+  double* band_r = band_b + n;
+  copy(lower_, n, a);
+  copy(diagonal_, n, b);
+  copy(upper_, n, c);
+  for (int i = 0; i < n; ++i)
+    u[i] = v[i] = 0.0;
   if (same_sign_corners() != 0) {
     u[0] = -1.0;
     u[n - 1] = 1.0;
@@ -78,15 +115,17 @@ void mlTridiagonal::solve_periodic(const mlSlice& d, mlSlice& x) const noexcept 
   a[0] = a[0] - v[n - 1] * u[0];
   c[n - 1] = c[n - 1] - u[n - 1] * v[0];
   b[n - 1] = b[n - 1] - v[n - 1] * u[n - 1];
-  const mlTridiagonal band(n, a.slice(), b.slice(), c.slice());
-  mlVector z(mlVectorDim, n);
-  mlSlice zs = z.slice();
-  band.solve(u.slice(), zs);
+  const mlSlice us(u, 0, 1, n), vs(v, 0, 1, n);
+  mlSlice zs(z, 0, 1, n);
+  copy(mlSlice(b, 0, 1, n), n, band_b);
+  copy(us, n, band_r);
+  band_solve(n, a, band_b, c, band_r, zs);
   mlSlice y = x.slice(0, 1, n);
-  band.solve(d, y);
-  const mlSlice vs = v.slice();
+  copy(mlSlice(b, 0, 1, n), n, band_b);
+  copy(d, n, band_r);
+  band_solve(n, a, band_b, c, band_r, y);
   const double vy = scalar_product(vs, y);
-  const double vz = scalar_product(vs, z.slice());
+  const double vz = scalar_product(vs, zs);
   const double denominator = 1.0 + vz;
   for (int i = 0; i < n; ++i)
     y[i] = y[i] - (z[i] * vy) / denominator;

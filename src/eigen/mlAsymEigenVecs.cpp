@@ -18,6 +18,18 @@ void shifted(const mlMatrix& input, double lambda, mlMatrix& m) noexcept {
   m.diagonal() -= lambda;
 }
 
+// The right singular vectors of input - lambda I, or null when no element of that matrix
+// reaches the tolerance. The matrix and its decomposition are kept by the thread, so that
+// nothing is allocated once they have held a matrix of this order.
+const mlMatrix* shifted_right_vectors(const mlMatrix& input, double lambda,
+                                      double tolerance) noexcept {
+  thread_local mlMatrix m;
+  thread_local mlSingularValueDecomposition svd(m);
+  shifted(input, lambda, m);
+  if (tolerance > m.max_absolute_value()) return nullptr;
+  return &svd.become(m).V();
+}
+
 // x is ordered before y: larger magnitude first, and of two equal magnitudes the larger value
 // (the two-root rule [r2, r1] when |r2| >= |r1|, with r1 <= r2, extended to three roots).
 bool before(double x, double y) noexcept {
@@ -31,17 +43,13 @@ bool before(double x, double y) noexcept {
 mlAsymEigenVecs::~mlAsymEigenVecs() = default;
 
 void mlAsymEigenVecs::calculate_eigen_vector(double lambda, mlSlice& out) const noexcept {
-  mlMatrix m;
-  shifted(*matrix_, lambda, m);
-  if (tolerance_ > m.max_absolute_value()) {
-    mlVector unit(mlVectorZero, matrix_->rows());
-    unit[0] = 1.0;
-    out = unit;
+  const mlMatrix* v = shifted_right_vectors(*matrix_, lambda, tolerance_);
+  if (v == nullptr) {
+    out.fill(0.0);
+    out[0] = 1.0;
     return;
   }
-  const mlSingularValueDecomposition svd(m);
-  const mlMatrix& v = svd.V();
-  out = v.col(v.cols() - 1);
+  out = v->col(v->cols() - 1);
 }
 
 void mlAsymEigenVecs::calculate_eigen_space(double lambda, int dim, mlMatrix& out) const noexcept {
@@ -49,25 +57,22 @@ void mlAsymEigenVecs::calculate_eigen_space(double lambda, int dim, mlMatrix& ou
   PASKOSDA_CHECK(dim >= 0 && dim <= rows,
                  "mlAsymEigenVecs::calculate_eigen_space: dim %d for a matrix of %d rows", dim,
                  rows);
-  mlMatrix m;
-  shifted(*matrix_, lambda, m);
-  if (tolerance_ > m.max_absolute_value()) {
+  const mlMatrix* v = shifted_right_vectors(*matrix_, lambda, tolerance_);
+  if (v == nullptr) {
     out.become(mlMatrixZero, rows, dim);
     for (int c = 0; c < dim; ++c)
       out(c, c) = 1.0;
     return;
   }
-  const mlSingularValueDecomposition svd(m);
-  const mlMatrix& v = svd.V();
   out.become(rows, dim);
   for (int c = 0; c < dim; ++c) {
     mlSlice column = out.col(c);
-    column = v.col(rows - 1 - c);
+    column = v->col(rows - 1 - c);
   }
 }
 
 void mlAsymEigenVecs::store_eigen_space(double lambda, int dim, int first) noexcept {
-  mlMatrix space;
+  thread_local mlMatrix space;
   calculate_eigen_space(lambda, dim, space);
   for (int c = 0; c < dim; ++c) {
     mlSlice column = eigen_vectors_.col(first + c);

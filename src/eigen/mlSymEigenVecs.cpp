@@ -117,12 +117,12 @@ void mlSymEigenVecs::calculate() noexcept {
   PASKOSDA_CHECK(input.cols() == n && input.size() >= n * n,
                  "mlSymEigenVecs::calculate: the matrix is %dx%d (%d stored), not square",
                  input.rows(), input.cols(), input.size());
-  mlMatrix a(utCopy, input);
-  mlMatrix v(mlMatrixIdentity, n);
-  mlMatrix s(2, 2);
-  mlVector e1;
-  mlVector e2;
-  mlVector scratch(mlVectorDim, 2 * n);
+  mlMatrix& a = rotated_.become(utCopy, input);
+  mlMatrix& v = rotations_.become(mlMatrixIdentity, n);
+  mlMatrix& s = block_.become(2, 2);
+  mlVector& e1 = e1_;
+  mlVector& e2 = e2_;
+  mlVector& scratch = rows_.become(mlVectorDim, 2 * n);
   const double threshold = tolerance_ * 0.01;
   bool finite = all_finite(a.data(), n * n);  // V starts as the identity
   bool first = true;
@@ -133,11 +133,11 @@ void mlSymEigenVecs::calculate() noexcept {
   // tolerance) and a tolerance of 0 nearly always does (no element passes it, not even an
   // exact zero). Brent's cycle finding, on A's bits, ends such a run at once with the result
   // the cap gives.
-  mlMatrix seen;
+  mlMatrix& seen = seen_;
   long power = 1;
   long length = 0;
   const std::size_t bytes = sizeof(double) * static_cast<std::size_t>(n) * n;
-  paskosda_detail::OffDiagonalMaxima maxima;
+  paskosda_detail::OffDiagonalMaxima maxima(row_largest_, row_largest_column_);
   maxima.build(a.data(), n);
   for (;;) {
     int p = -1;
@@ -234,10 +234,11 @@ void mlSymEigenVecs::eigens2(const mlMatrix& s, double& l1, double& l2, mlVector
 
 void mlSymEigenVecs::sort(const mlSlice& diagonal, const mlMatrix& vectors) noexcept {
   const int n = diagonal.dimension();
-  doublecoPageArr keys;
+  doublecoPageArr& keys = keys_;
+  keys.clear(0);
   for (int i = 0; i < n; ++i)
     keys.append(diagonal[i] * diagonal[i]);
-  intcoPageArr index;
+  intcoPageArr& index = index_;
   const doublecoQuickSortIndex ascending(keys, index);
   eigen_values_.reserve(n);
   eigen_vectors_.become(n, n);

@@ -48,17 +48,6 @@
 namespace paskosda_detail {
 namespace {
 
-// Room for n doubles from the container layer; data() is null when the memory is not there
-// (or n is beyond what an int counts).
-class Buffer {
- public:
-  explicit Buffer(Index n) noexcept : storage_(n <= INT_MAX ? static_cast<int>(n) : 0, 1) {}
-  double* data() noexcept { return storage_.data(); }
-
- private:
-  doublecoDynArr storage_;
-};
-
 // ---- The plain loops ------------------------------------------------------------------------
 // For small sizes, when no work memory is to be had, and where no vector path is compiled in.
 
@@ -813,17 +802,19 @@ int lu_eliminate_kernel(double* a, int r, int c, int* permutation, int* swaps, d
   for (int i = 0; i < r; ++i)
     permutation[i] = i;
   int ok = 0;
-  Buffer pack(kVectorPath && r >= kBlockedMinimum ? pack_size(kPanel, c) : 0);
-  if (pack.data() != nullptr) {
-    ok = lu_blocked(a, r, c, permutation, swaps, tolerance, pack.data(), isa);
-  } else {
-    ok = lu_eliminate_plain(a, r, c, permutation, swaps, tolerance);
+  {
+    Work pack(kVectorPath && r >= kBlockedMinimum ? pack_size(kPanel, c) : 0);
+    if (pack.data() != nullptr) {
+      ok = lu_blocked(a, r, c, permutation, swaps, tolerance, pack.data(), isa);
+    } else {
+      ok = lu_eliminate_plain(a, r, c, permutation, swaps, tolerance);
+    }
   }
   if (ok == 0) return 0;
   const Index ld = c;
   if (tolerance > std::fabs(a[(r - 1) * ld + (r - 1)])) return 0;
   if (c <= r) return 1;
-  Buffer strip(kVectorPath ? Index{r} * kMaxStripColumns : 0);
+  Work strip(kVectorPath ? Index{r} * kMaxStripColumns : 0);
   if (strip.data() != nullptr) {
     lu_extra(a, r, c, strip.data(), isa);
   } else {
@@ -833,7 +824,7 @@ int lu_eliminate_kernel(double* a, int r, int c, int* permutation, int* swaps, d
 }
 
 void lu_forward_matrix(const double* lu, int n, double* x, int k, KernelIsa isa) noexcept {
-  Buffer pack(kVectorPath && n > kPanel ? pack_size(kPanel, k) : 0);
+  Work pack(kVectorPath && n > kPanel ? pack_size(kPanel, k) : 0);
   if (pack.data() != nullptr) {
     lu_forward(lu, n, x, k, pack.data(), isa);
   } else {
@@ -842,7 +833,7 @@ void lu_forward_matrix(const double* lu, int n, double* x, int k, KernelIsa isa)
 }
 
 void lu_back_matrix(const double* lu, int n, double* x, int k, KernelIsa isa) noexcept {
-  Buffer strip(kVectorPath ? Index{n} * kMaxStripColumns : 0);
+  Work strip(kVectorPath ? Index{n} * kMaxStripColumns : 0);
   if (strip.data() != nullptr) {
     lu_back(lu, n, x, k, strip.data(), isa);
   } else {
@@ -891,26 +882,26 @@ void lu_forward_vector(const double* lu, int n, double* x) noexcept {
 int cholesky_factor_kernel(double* a, int n, doublecoDynArr& diagonal, KernelIsa isa) noexcept {
   if (!kVectorPath || n < kCholeskyBlockedMinimum) return cholesky_factor_plain(a, n, diagonal);
   // The panels of any width up to kMaxColumnPanel: at most (n + W)(n + 2 W) / 2 doubles.
-  Buffer t((Index{n} + kMaxColumnPanel) * (Index{n} + 2 * kMaxColumnPanel) / 2);
-  Buffer s(kMaxColumnSums);
-  if (t.data() == nullptr || s.data() == nullptr) return cholesky_factor_plain(a, n, diagonal);
-  return cholesky_columns(a, n, diagonal, t.data(), s.data(), isa);
+  Work t((Index{n} + kMaxColumnPanel) * (Index{n} + 2 * kMaxColumnPanel) / 2);
+  double s[kMaxColumnSums];
+  if (t.data() == nullptr) return cholesky_factor_plain(a, n, diagonal);
+  return cholesky_columns(a, n, diagonal, t.data(), s, isa);
 }
 
 void cholesky_solve_matrix(const double* a, int n, const double* diagonal, double* x, int k,
                            KernelIsa isa) noexcept {
   const Index ld = n;
   const Index ldx = k;
-  Buffer lt(kVectorPath && k > 1 ? Index{n} * n : 0);
-  Buffer strip(kVectorPath && k > 1 ? Index{n} * kMaxStripColumns : 0);
-  if (lt.data() != nullptr && strip.data() != nullptr) {
+  // The transposed copy of L, then the strip.
+  Work work(kVectorPath && k > 1 ? Index{n} * (n + kMaxStripColumns) : 0);
+  if (work.data() != nullptr) {
     // The backward sweep reads L by columns: a transposed copy puts them along rows.
-    double* t = lt.data();
+    double* t = work.data();
     for (Index i = 0; i < n; ++i) {
       for (Index m = i + 1; m < n; ++m)
         t[i * ld + m] = a[m * ld + i];
     }
-    cholesky_solve(a, t, n, diagonal, x, k, strip.data(), isa);
+    cholesky_solve(a, t, n, diagonal, x, k, t + Index{n} * n, isa);
     return;
   }
   for (int col = 0; col < k; ++col) {

@@ -24,6 +24,10 @@ namespace paskosda_detail {
 // holding the overall maximum and, in it, the first position.
 class OffDiagonalMaxima {
  public:
+  // Keeps the rows' maxima in the caller's arrays (whose room is used again).
+  OffDiagonalMaxima(doublecoDynArr& magnitude, intcoDynArr& column) noexcept
+      : magnitude_(magnitude), column_(column) {}
+
   // Looks at every row of a. Without the memory for the rows, `largest` scans the whole
   // triangle each time instead.
   void build(const double* a, int n) noexcept {
@@ -107,9 +111,9 @@ class OffDiagonalMaxima {
 
   const double* a_ = nullptr;
   int n_ = 0;
-  doublecoDynArr magnitude_;  // per row: its largest magnitude
-  intcoDynArr column_;        // per row: the first column holding it
-  bool kept_ = false;         // whether the rows' maxima are kept
+  doublecoDynArr& magnitude_;  // per row: its largest magnitude
+  intcoDynArr& column_;        // per row: the first column holding it
+  bool kept_ = false;          // whether the rows' maxima are kept
 };
 
 }  // namespace paskosda_detail

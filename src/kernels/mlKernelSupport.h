@@ -59,15 +59,43 @@ inline int available_isas(KernelIsa out[3]) noexcept {
   return count;
 }
 
-/// Room for `count` doubles that belongs to the calling thread and is kept between calls, so
-/// that a routine called again and again allocates only the first time (and when it needs
-/// more). Null when the memory is not there. One user at a time: a routine that takes it
-/// calls nothing else that does.
-inline double* thread_work(Index count) noexcept {
-  thread_local doublecoDynArr work;
-  if (count > INT_MAX || work.reserve(static_cast<int>(count)) == 0) return nullptr;
-  return work.data();
-}
+/// Work memory of `count` doubles for the length of one call. A request that fits what a
+/// thread keeps (up to kKeptWork doubles) takes one of the calling thread's kept buffers, the
+/// next one free (works live in scopes, so they are released in the reverse order), so that
+/// calls made again and again allocate only the first time; a larger request, or one beyond
+/// kKeptBuffers at once, gets memory of its own, freed at the end. data() is null for no
+/// doubles and when the memory is not there.
+class Work {
+ public:
+  static constexpr Index kKeptWork = Index{1} << 20;
+  static constexpr int kKeptBuffers = 4;
+
+  explicit Work(Index count) noexcept {
+    thread_local doublecoDynArr kept[kKeptBuffers];
+    thread_local int taken = 0;
+    if (count < 1 || count > INT_MAX) return;
+    const int size = static_cast<int>(count);
+    if (taken < kKeptBuffers && count <= kKeptWork && kept[taken].reserve(size) != 0) {
+      data_ = kept[taken].data();
+      taken_ = &taken;
+      ++taken;
+    } else if (own_.reserve(size) != 0) {
+      data_ = own_.data();
+    }
+  }
+  Work(const Work&) = delete;
+  Work& operator=(const Work&) = delete;
+  ~Work() {
+    if (taken_ != nullptr) --*taken_;
+  }
+
+  double* data() noexcept { return data_; }
+
+ private:
+  doublecoDynArr own_;
+  double* data_ = nullptr;
+  int* taken_ = nullptr;
+};
 
 /// Columns 0 .. n - 1 of b, depth 0 .. kb - 1, as panels of NR columns, each panel row by row
 /// (p by p), so that a register tile reads its panel in sequence whatever b's row stride.

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <climits>
 #include <cstring>
+#include <new>
 #include <utility>
 
 #include "kernels/mlKernelDispatch.h"
@@ -589,7 +590,7 @@ bool accumulate_vectors(double* q, int rows, std::ptrdiff_t ld, int cols, int st
                         KernelIsa isa) noexcept {
   // Room for the widest panel of any instruction set.
   const std::ptrdiff_t size = static_cast<std::ptrdiff_t>(rows) * kAccumulateVectors * 8;
-  doublecoDynArr panel(size <= INT_MAX ? static_cast<int>(size) : 0, 1);
+  Work panel(size);
   if (panel.data() == nullptr) return false;
   run_isa<Accumulate>(isa, q, rows, ld, cols, steps, offset, flags, reflections, householder,
                       minus_one, panel.data());
@@ -692,12 +693,14 @@ SvdColumnOps::SvdColumnOps(double* q, int rows, std::ptrdiff_t ld, int cols, Ker
       rows_(rows),
       ld_(ld),
       isa_(isa),
-      op_storage_(4 * batch_ops(cols), 1),
-      coefficient_storage_(2 * batch_rotations(cols), 1),
-      ops_(op_storage_.data()),
+      storage_(2 * Index{batch_rotations(cols)} + 2 * Index{batch_ops(cols)}),
+      ops_(nullptr),
       op_capacity_(4 * batch_ops(cols)),
-      coefficients_(coefficient_storage_.data()),
+      coefficients_(storage_.data()),
       coefficient_capacity_(2 * batch_rotations(cols)) {
+  // Four ints take the room of two doubles.
+  if (coefficients_ != nullptr)
+    ops_ = new (coefficients_ + coefficient_capacity_) int[Index{op_capacity_}];
   if (ops_ == nullptr || coefficients_ == nullptr) {
     ops_ = ops_small_;
     op_capacity_ = 4 * kSmall;

@@ -119,8 +119,8 @@ class SvdColumnOps {
   int rows_;
   std::ptrdiff_t ld_;
   KernelIsa isa_;
-  intcoDynArr op_storage_;
-  doublecoDynArr coefficient_storage_;
+  // The coefficients, then the operations' ints, in memory kept by the thread.
+  Work storage_;
   int ops_small_[4 * kSmall];
   double coefficients_small_[2 * kSmall];
   int* ops_;

@@ -55,7 +55,9 @@ TEST(EigenKernel, KeepsTheFirstLargestMagnitudeThroughRotations) {
     std::vector<double> a(static_cast<std::size_t>(n) * n);
     for (double& x : a)
       x = tie_rich(random, kind);
-    paskosda_detail::OffDiagonalMaxima maxima;
+    doublecoDynArr magnitude;
+    intcoDynArr column;
+    paskosda_detail::OffDiagonalMaxima maxima(magnitude, column);
     maxima.build(a.data(), n);
     for (int step = 0; n > 1 && step < 3 * n; ++step) {
       int p = 0, q = 0, ep = 0, eq = 0;
