@@ -71,9 +71,9 @@ class Work {
   static constexpr int kKeptBuffers = 4;
 
   explicit Work(Index count) noexcept {
+    if (count < 1 || count > INT_MAX) return;
     thread_local doublecoDynArr kept[kKeptBuffers];
     thread_local int taken = 0;
-    if (count < 1 || count > INT_MAX) return;
     const int size = static_cast<int>(count);
     if (taken < kKeptBuffers && count <= kKeptWork && kept[taken].reserve(size) != 0) {
       data_ = kept[taken].data();
