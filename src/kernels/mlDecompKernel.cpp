@@ -477,32 +477,49 @@ __attribute__((always_inline)) inline void lu_forward_blocked(const double* lu, 
 
 // ---- Cholesky -------------------------------------------------------------------------------
 
-// s[j] = upper[j] - l[i-1] * t(i-1, j) - l[i-2] * t(i-2, j) - ... - l[0] * t(0, j) for NV
+// s[j] = upper[j] - l[i-1] * t(i-1, j) - l[i-2] * t(i-2, j) - ... - l[0] * t(0, j) for
 // vectors of j: the sums of one Cholesky column, newest column of L first. The vectors come
-// from NP panels, NV / NP from each: panel m holds t(k, j) at t[m][k * ldt + j].
-template <class V, int NV, int NP>
+// from NP panels, NV / NP from each (panel m holds t(k, j) at t[m][k * ldt + j]); the first
+// Skip of them are left out (and s keeps whatever it held there).
+template <class V, int NV, int NP, int Skip = 0>
 __attribute__((always_inline)) inline void column_tile_panels(int i, const double* l,
                                                               const double* upper,
                                                               const double* const* t, Index ldt,
                                                               double* s) noexcept {
   constexpr int L = lanes<V>();
   constexpr int per_panel = NV / NP;
-  V acc[NV];
+  constexpr int count = NV - Skip;
+  V acc[count];
 #pragma GCC unroll 16
-  for (int v = 0; v < NV; ++v)
-    std::memcpy(&acc[v], upper + v * L, sizeof(V));
+  for (int v = 0; v < count; ++v)
+    std::memcpy(&acc[v], upper + (v + Skip) * L, sizeof(V));
   for (int k = i - 1; k >= 0; --k) {
     const double x = l[k];
 #pragma GCC unroll 16
-    for (int v = 0; v < NV; ++v) {
+    for (int v = 0; v < count; ++v) {
       V y;
-      std::memcpy(&y, t[v / per_panel] + k * ldt + v % per_panel * L, sizeof(V));
+      std::memcpy(&y, t[(v + Skip) / per_panel] + k * ldt + (v + Skip) % per_panel * L, sizeof(V));
       acc[v] = acc[v] - x * y;
     }
   }
 #pragma GCC unroll 16
-  for (int v = 0; v < NV; ++v)
-    std::memcpy(s + v * L, &acc[v], sizeof(V));
+  for (int v = 0; v < count; ++v)
+    std::memcpy(s + (v + Skip) * L, &acc[v], sizeof(V));
+}
+
+// The tile of the pivots' panel for column i (the panel from row i0) and the panels fused
+// with it: the vectors of rows above row i hold nothing that is kept, so they are left out.
+template <class V, int NV, int NP, int Skip = 0>
+__attribute__((always_inline)) inline void pivot_tile(int skip, int i, const double* l,
+                                                      const double* upper, const double* const* t,
+                                                      Index ldt, double* s) noexcept {
+  if constexpr (Skip + 1 < NV / NP) {
+    if (skip > Skip) {
+      pivot_tile<V, NV, NP, Skip + 1>(skip, i, l, upper, t, ldt, s);
+      return;
+    }
+  }
+  column_tile_panels<V, NV, NP, Skip>(i, l, upper, t, ldt, s);
 }
 
 template <class V, int NV>
@@ -677,9 +694,12 @@ __attribute__((always_inline)) inline int cholesky_factor_columns(double* a, int
     for (int m = 0; m <= fused; ++m)
       tp[m] = t + panel_offset<W>(p0 + m);
     for (int i = i0; i < i1; ++i) {
+      const double* li = a + Index{i} * n;
+      const int skip = (i - i0) / lanes<typename T::V>();
       if (fused > 0) {
-        const double* li = a + Index{i} * n;
-        column_tile_panels<typename T::V, (1 + F) * T::kColumn, 1 + F>(i, li, li + i0, tp, W, s);
+        pivot_tile<typename T::V, (1 + F) * T::kColumn, 1 + F>(skip, i, li, li + i0, tp, W, s);
+      } else if (i1 - i0 == W) {
+        pivot_tile<typename T::V, T::kColumn, 1>(skip, i, li, li + i0, tp, W, s);
       } else {
         cholesky_panel_sums<T>(a, n, t, p0, i, s);
       }
