@@ -222,8 +222,8 @@ void mlSymEigenVecs::eigens2(const mlMatrix& s, double& l1, double& l2, mlVector
     length_squared = length1;
   }
   const double length = std::sqrt(length_squared);
-  e1.become(mlVectorDim, 2);
-  e2.become(mlVectorDim, 2);
+  if (e1.dimension() != 2) e1.become(mlVectorDim, 2);
+  if (e2.dimension() != 2) e2.become(mlVectorDim, 2);
   e1[0] = w1 / length;
   e1[1] = -w0 / length;
   e2[0] = w0 / length;

@@ -28,14 +28,17 @@ class OffDiagonalMaxima {
   OffDiagonalMaxima(doublecoDynArr& magnitude, intcoDynArr& column) noexcept
       : magnitude_(magnitude), column_(column) {}
 
-  // Looks at every row of a. Without the memory for the rows, `largest` scans the whole
-  // triangle each time instead.
+  // Below this order a whole scan costs less than keeping the rows.
+  static constexpr int kKeptFrom = 8;
+
+  // Looks at every row of a. For small orders, or without the memory for the rows, `largest`
+  // scans the whole triangle each time instead.
   void build(const double* a, int n) noexcept {
     a_ = a;
     n_ = n;
     magnitude_.clear(0);
     column_.clear(0);
-    kept_ = magnitude_.expand(n) != 0 && column_.expand(n) != 0;
+    kept_ = n >= kKeptFrom && magnitude_.expand(n) != 0 && column_.expand(n) != 0;
     for (int r = 0; r < n && kept_; ++r)
       scan(r);
   }
@@ -64,41 +67,49 @@ class OffDiagonalMaxima {
     double best = -DBL_MAX;
     p = -1;
     q = -1;
-    for (int r = 0; r < n_; ++r) {
-      double m = 0.0;
-      int c = 0;
-      if (kept_) {
-        m = magnitude_.data()[r];
-        c = column_.data()[r];
-      } else {
-        row_largest(r, m, c);
+    if (!kept_) {
+      for (int r = 0; r < n_; ++r) {
+        const double* row = a_ + std::ptrdiff_t{n_} * r;
+        for (int c = r + 1; c < n_; ++c) {
+          const double x = std::fabs(row[c]);
+          if (x > best) {
+            best = x;
+            p = r;
+            q = c;
+          }
+        }
       }
-      if (m > best) {
-        best = m;
+      return best;
+    }
+    const double* magnitude = magnitude_.data();
+    const int* column = column_.data();
+    for (int r = 0; r < n_; ++r) {
+      if (magnitude[r] > best) {
+        best = magnitude[r];
         p = r;
-        q = c;
+        q = column[r];
       }
     }
     return best;
   }
 
  private:
-  // The largest magnitude of a(r, r+1 .. n-1) and the first column holding it.
-  void row_largest(int r, double& m, int& c) const noexcept {
-    // The maximum first, without branches, then where it first is: a maximum does not depend
-    // on the order it is taken in.
+  // Row r's largest magnitude of a(r, r+1 .. n-1) and the first column holding it: the
+  // maximum first, without branches, then where it first is (a maximum does not depend on the
+  // order it is taken in).
+  void scan(int r) noexcept {
     const double* row = a_ + std::ptrdiff_t{n_} * r;
-    m = -DBL_MAX;
+    double m = -DBL_MAX;
     for (int j = r + 1; j < n_; ++j) {
       const double x = std::fabs(row[j]);
       m = x > m ? x : m;
     }
-    c = r + 1;
+    int c = r + 1;
     while (c < n_ && std::fabs(row[c]) != m)
       ++c;
-    if (c == n_) c = -1;
+    magnitude_.data()[r] = m;
+    column_.data()[r] = c < n_ ? c : -1;
   }
-  void scan(int r) noexcept { row_largest(r, magnitude_.data()[r], column_.data()[r]); }
   // Element (r, c), not the row's recorded largest, now has magnitude x.
   void offer(int r, int c, double x) noexcept {
     double& m = magnitude_.data()[r];
