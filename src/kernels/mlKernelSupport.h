@@ -59,20 +59,21 @@ inline int available_isas(KernelIsa out[3]) noexcept {
   return count;
 }
 
-/// Work memory of `count` doubles for the length of one call. A request that fits what a
-/// thread keeps (up to kKeptWork doubles) takes one of the calling thread's kept buffers, the
-/// next one free (works live in scopes, so they are released in the reverse order), so that
-/// calls made again and again allocate only the first time; a larger request, or one beyond
-/// kKeptBuffers at once, gets memory of its own, freed at the end. data() is null for no
-/// doubles and when the memory is not there.
-class Work {
+/// Work memory of `count` elements of T for the length of one call. A request that fits what a
+/// thread keeps (up to 8 MB) takes one of the calling thread's kept buffers for T, the next one
+/// free (works live in scopes, so they are released in the reverse order), so that calls made
+/// again and again allocate only the first time; a larger request, or one beyond kKeptBuffers
+/// at once, gets memory of its own, freed at the end. data() is null for no elements and when
+/// the memory is not there.
+template <class T>
+class WorkOf {
  public:
-  static constexpr Index kKeptWork = Index{1} << 20;
+  static constexpr Index kKeptWork = (Index{8} << 20) / Index{sizeof(T)};
   static constexpr int kKeptBuffers = 4;
 
-  explicit Work(Index count) noexcept {
+  explicit WorkOf(Index count) noexcept {
     if (count < 1 || count > INT_MAX) return;
-    thread_local doublecoDynArr kept[kKeptBuffers];
+    thread_local coDynArr<T> kept[kKeptBuffers];
     thread_local int taken = 0;
     const int size = static_cast<int>(count);
     if (taken < kKeptBuffers && count <= kKeptWork && kept[taken].reserve(size) != 0) {
@@ -83,19 +84,20 @@ class Work {
       data_ = own_.data();
     }
   }
-  Work(const Work&) = delete;
-  Work& operator=(const Work&) = delete;
-  ~Work() {
+  WorkOf(const WorkOf&) = delete;
+  WorkOf& operator=(const WorkOf&) = delete;
+  ~WorkOf() {
     if (taken_ != nullptr) --*taken_;
   }
 
-  double* data() noexcept { return data_; }
+  T* data() noexcept { return data_; }
 
  private:
-  doublecoDynArr own_;
-  double* data_ = nullptr;
+  coDynArr<T> own_;
+  T* data_ = nullptr;
   int* taken_ = nullptr;
 };
+using Work = WorkOf<double>;
 
 /// Columns 0 .. n - 1 of b, depth 0 .. kb - 1, as panels of NR columns, each panel row by row
 /// (p by p), so that a register tile reads its panel in sequence whatever b's row stride.

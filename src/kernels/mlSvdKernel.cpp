@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <climits>
 #include <cstring>
-#include <new>
 #include <utility>
 
 #include "kernels/mlKernelDispatch.h"
@@ -693,14 +692,12 @@ SvdColumnOps::SvdColumnOps(double* q, int rows, std::ptrdiff_t ld, int cols, Ker
       rows_(rows),
       ld_(ld),
       isa_(isa),
-      storage_(2 * Index{batch_rotations(cols)} + 2 * Index{batch_ops(cols)}),
-      ops_(nullptr),
+      op_storage_(4 * Index{batch_ops(cols)}),
+      coefficient_storage_(2 * Index{batch_rotations(cols)}),
+      ops_(op_storage_.data()),
       op_capacity_(4 * batch_ops(cols)),
-      coefficients_(storage_.data()),
+      coefficients_(coefficient_storage_.data()),
       coefficient_capacity_(2 * batch_rotations(cols)) {
-  // Four ints take the room of two doubles.
-  if (coefficients_ != nullptr)
-    ops_ = new (coefficients_ + coefficient_capacity_) int[Index{op_capacity_}];
   if (ops_ == nullptr || coefficients_ == nullptr) {
     ops_ = ops_small_;
     op_capacity_ = 4 * kSmall;

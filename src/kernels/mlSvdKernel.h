@@ -119,8 +119,9 @@ class SvdColumnOps {
   int rows_;
   std::ptrdiff_t ld_;
   KernelIsa isa_;
-  // The coefficients, then the operations' ints, in memory kept by the thread.
-  Work storage_;
+  // In memory kept by the thread.
+  WorkOf<int> op_storage_;
+  Work coefficient_storage_;
   int ops_small_[4 * kSmall];
   double coefficients_small_[2 * kSmall];
   int* ops_;
