@@ -241,6 +241,10 @@ class PASKOSDA_EXPORT mlSparseMatrix : public mlSparseMatrixBase {
   mlSparseMatrix& operator+=(const mlSparseMatrix& b) noexcept;
   /// add_or_subtract(b, 0).
   mlSparseMatrix& operator-=(const mlSparseMatrix& b) noexcept;
+
+ private:
+  // Reserves each new row of the transpose of a once, at the reservation its appends reach.
+  void reserve_transposed(const mlSparseMatrix& a) noexcept;
 };
 
 /// A symmetric sparse matrix that stores its upper triangle: row i holds the entries (j, v)

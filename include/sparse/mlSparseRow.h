@@ -165,6 +165,27 @@ class PASKOSDA_EXPORT mlSparseRow : public mlSparseElementcoDynArr {
   mlSparseRowIT iterator() const noexcept { return mlSparseRowIT(this); }
 
  private:
+  friend class mlSparseMatrix;
+
+  // A fill in place (the transposition appends to all its rows at once): the writer appends
+  // at `next` up to `end`, the place where `append_element` would next change the reservation
+  // or the buffer. There `make_room` does what `append_element` does, and `close` takes the
+  // elements written up to `next` into the row.
+  struct Cursor {
+    mlSparseElement* next;
+    mlSparseElement* end;
+  };
+  Cursor cursor() noexcept {
+    const int room = used_ <= reserved_ && reserved_ < allocated_ ? reserved_ : allocated_;
+    return {data_ + used_, data_ + room};
+  }
+  // 0 when the buffer cannot grow (the row then holds what was written before).
+  int make_room(Cursor& c) noexcept;
+  void close(const Cursor& c) noexcept { used_ = static_cast<int>(c.next - data_); }
+
+  // Reserves as n calls of `append_element` would.
+  void reserve_for_appends(int n) noexcept;
+
   // 8 first, then twice the previous reservation (held at INT_MAX rather than overflowing; no
   // such row can be allocated anyway).
   static int next_reservation(int reserved) noexcept {

@@ -12,19 +12,34 @@ mlSparseRow& mlSparseRow::become(utCopyTag, const mlSparseRow& r) noexcept {
 
 void mlSparseRow::append_elements(const mlSparseElement* elements, int n) noexcept {
   if (n <= 0) return;
-  // append_element doubles the reservation whenever an append finds the row full to it; a
-  // row already past its reservation (grown through the array itself) never meets it again.
-  if (used_ <= reserved_) {
-    const long long wanted = static_cast<long long>(used_) + n;
-    while (reserved_ < wanted && reserved_ < INT_MAX)
-      reserved_ = next_reservation(reserved_);
-    reserve(reserved_);
-  }
+  reserve_for_appends(n);
   const int at = used_;
   if (expand(at + n) == 0) return;
   coBufferGuard<mlSparseElement, paskosda_detail::copies_bitwise<mlSparseElement>>(data_,
                                                                                    allocated_)
       .copy(data_ + at, elements, n);
+}
+
+int mlSparseRow::make_room(Cursor& c) noexcept {
+  close(c);
+  if (used_ == reserved_) {
+    reserved_ = next_reservation(reserved_);
+    reserve(reserved_);
+  }
+  // The array's own growth, as `append` would grow it.
+  if (used_ >= allocated_ && resize(used_) == 0) return 0;
+  c = cursor();
+  return 1;
+}
+
+void mlSparseRow::reserve_for_appends(int n) noexcept {
+  // append_element doubles the reservation whenever an append finds the row full to it; a
+  // row already past its reservation (grown through the array itself) never meets it again.
+  if (used_ > reserved_) return;
+  const long long wanted = static_cast<long long>(used_) + n;
+  while (reserved_ < wanted && reserved_ < INT_MAX)
+    reserved_ = next_reservation(reserved_);
+  reserve(reserved_);
 }
 
 double mlSparseRow::element(int column) const noexcept {

@@ -2,7 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <initializer_list>
+#include <limits>
 #include <vector>
 
 #include "linalg/mlMatrix.h"
@@ -159,6 +161,41 @@ TEST(mlSparseMatrix, TransposeSumsAndDenseProductsMatchDense) {
     EXPECT_TRUE(same_sparse(twice, doubled));
     EXPECT_EQ(zero.num_non_zero_elements(), a.num_non_zero_elements());
     EXPECT_TRUE(same_sparse(from_dense(dense(zero)), mlSparseMatrix(mlMatrixZero, r, c)));
+  }
+}
+
+TEST(mlSparseMatrix, TransposeAndVectorProductMatchTheLiteralLoopsBitForBit) {
+  // Empty shapes, and rows long enough to pass the product's unrolled steps. The values carry
+  // signed zeros (a row of -0.0 products sums to 0.0), a NaN and infinities.
+  const int shapes[][3] = {{0, 0, 1},   {0, 7, 1},   {7, 0, 1},    {1, 1, 1},
+                           {17, 29, 4}, {40, 12, 6}, {64, 64, 20}, {6, 300, 60}};
+  const double inf = std::numeric_limits<double>::infinity();
+  const std::vector<double> specials = {-0.0, 0.0, 1.5, -2.5, std::nan(""), inf, -inf};
+  mlRandom random(47);
+  // One target for every result in turn: rows reused as the shape grows and shrinks, and as a
+  // denser matrix of the same shape follows a sparser one (and the other way round).
+  mlSparseMatrix reused, expected;
+  mlVector y(mlVectorDim, 3);
+  for (const auto& [r, c, per_row] : shapes) {
+    for (const auto& palette : {std::vector<double>{}, specials}) {
+      for (int density : {1, 3}) {
+        const mlSparseMatrix a = random_sparse(random, r, c, density * per_row, palette);
+        literal_transpose(a, expected);
+        reused.become(mlMatrixTranspose, a);
+        mlSparseMatrix in_place(utCopy, a);
+        in_place.become(mlMatrixTranspose, in_place);
+        EXPECT_TRUE(same_sparse(mlSparseMatrix(mlMatrixTranspose, a), expected));
+        EXPECT_TRUE(same_sparse(reused, expected) && same_sparse(in_place, expected));
+
+        mlVector x(mlVectorDim, c);
+        for (int j = 0; j < c; ++j)
+          x[j] = palette.empty() ? random.uniform(-1.0, 1.0) : palette[random.integer(7)];
+        a.multiply_vector(x, y);
+        ASSERT_EQ(y.dimension(), r);
+        EXPECT_TRUE(same_bits_or_nan(literal_multiply_vector(a, x).data(), y.data(), r))
+            << r << "x" << c;
+      }
+    }
   }
 }
 

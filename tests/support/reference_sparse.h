@@ -1,9 +1,10 @@
 #ifndef PASKOSDA_TESTS_SUPPORT_REFERENCE_SPARSE_H
 #define PASKOSDA_TESTS_SUPPORT_REFERENCE_SPARSE_H
 
-// The sparse products written with the ordered map that defines their results, random sparse
-// matrices, and a bitwise comparison of sparse matrices. Shared by the tests and the
-// benchmarks: the fast products must reproduce these maps bit for bit.
+// The sparse products written with the ordered map that defines their results, the transpose
+// and the product with a dense vector written as plain loops, random sparse matrices, and a
+// bitwise comparison of sparse matrices. Shared by the tests and the benchmarks: the fast
+// routines must reproduce these bit for bit.
 
 #include <algorithm>
 #include <cstring>
@@ -58,6 +59,29 @@ inline bool same_sparse(const mlSparseMatrixBase& x, const mlSparseMatrixBase& y
     }
   }
   return true;
+}
+
+/// t = the transpose of a as its definition reads: t becomes a.cols() by a.rows(), then each
+/// entry (i, j, v) of a, walking a's rows in ascending order, is set at (j, i).
+inline void literal_transpose(const mlSparseMatrix& a, mlSparseMatrix& t) {
+  t.become(mlMatrixZero, a.cols(), a.rows());
+  for (int i = 0; i < a.rows(); ++i) {
+    for (const auto& [j, v] : entries(a, i))
+      t.set(j, i, v);
+  }
+}
+
+/// a x with each element the sum from 0.0 of v * x[j] over its row's entries (j, v), in
+/// stored order.
+inline std::vector<double> literal_multiply_vector(const mlSparseMatrix& a, const mlVector& x) {
+  std::vector<double> y(a.rows());
+  for (int i = 0; i < a.rows(); ++i) {
+    double s = 0.0;
+    for (const auto& [j, v] : entries(a, i))
+      s += v * x[j];
+    y[i] = s;
+  }
+  return y;
 }
 
 // The ordered map's step: p is stored as it is at a new column j, else added to the sum there.
