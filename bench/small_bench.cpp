@@ -105,15 +105,21 @@ BENCHMARK(BM_SymEigen3Reused);
 
 #ifdef PASKOSDA_BENCH_EIGEN
 template <int N>
-void BM_EigenLUSolve(benchmark::State& state) {
-  const mlMatrix m = random_matrix(N, 1), v = random_matrix(N, 2);
+Eigen::Matrix<double, N, N> fixed(const mlMatrix& m) {
   Eigen::Matrix<double, N, N> a;
-  Eigen::Matrix<double, N, 1> b;
-  for (int i = 0; i < N; ++i) {
-    b(i) = v(i, 0);
+  for (int i = 0; i < N; ++i)
     for (int j = 0; j < N; ++j)
       a(i, j) = m(i, j);
-  }
+  return a;
+}
+
+template <int N>
+void BM_EigenLUSolve(benchmark::State& state) {
+  const Eigen::Matrix<double, N, N> a = fixed<N>(random_matrix(N, 1));
+  const mlMatrix v = random_matrix(N, 2);
+  Eigen::Matrix<double, N, 1> b;
+  for (int i = 0; i < N; ++i)
+    b(i) = v(i, 0);
   for (auto _ : state) {
     benchmark::DoNotOptimize(a.data());
     const Eigen::PartialPivLU<Eigen::Matrix<double, N, N>> lu(a);
@@ -126,11 +132,7 @@ BENCHMARK(BM_EigenLUSolve<4>);
 
 template <int N>
 void BM_EigenInverseByLU(benchmark::State& state) {
-  const mlMatrix m = random_matrix(N, 3);
-  Eigen::Matrix<double, N, N> a;
-  for (int i = 0; i < N; ++i)
-    for (int j = 0; j < N; ++j)
-      a(i, j) = m(i, j);
+  const Eigen::Matrix<double, N, N> a = fixed<N>(random_matrix(N, 3));
   for (auto _ : state) {
     benchmark::DoNotOptimize(a.data());
     const Eigen::PartialPivLU<Eigen::Matrix<double, N, N>> lu(a);
@@ -141,35 +143,19 @@ void BM_EigenInverseByLU(benchmark::State& state) {
 BENCHMARK(BM_EigenInverseByLU<2>);
 BENCHMARK(BM_EigenInverseByLU<3>);
 
-void BM_EigenSymEigen3Iterative(benchmark::State& state) {
-  const mlMatrix m = random_symmetric(3);
-  Eigen::Matrix3d a;
-  for (int i = 0; i < 3; ++i)
-    for (int j = 0; j < 3; ++j)
-      a(i, j) = m(i, j);
+// Eigen's 3 by 3 symmetric solver, iterative or in closed form.
+template <bool ClosedForm>
+void BM_EigenSymEigen3(benchmark::State& state) {
+  const Eigen::Matrix3d a = fixed<3>(random_symmetric(3));
   Eigen::SelfAdjointEigenSolver<Eigen::Matrix3d> solver;
   for (auto _ : state) {
     benchmark::DoNotOptimize(a.data());
-    solver.compute(a);
+    ClosedForm ? solver.computeDirect(a) : solver.compute(a);
     benchmark::DoNotOptimize(solver.eigenvectors().data());
   }
 }
-BENCHMARK(BM_EigenSymEigen3Iterative);
-
-void BM_EigenSymEigen3ClosedForm(benchmark::State& state) {
-  const mlMatrix m = random_symmetric(3);
-  Eigen::Matrix3d a;
-  for (int i = 0; i < 3; ++i)
-    for (int j = 0; j < 3; ++j)
-      a(i, j) = m(i, j);
-  Eigen::SelfAdjointEigenSolver<Eigen::Matrix3d> solver;
-  for (auto _ : state) {
-    benchmark::DoNotOptimize(a.data());
-    solver.computeDirect(a);
-    benchmark::DoNotOptimize(solver.eigenvectors().data());
-  }
-}
-BENCHMARK(BM_EigenSymEigen3ClosedForm);
+BENCHMARK(BM_EigenSymEigen3<false>)->Name("BM_EigenSymEigen3Iterative");
+BENCHMARK(BM_EigenSymEigen3<true>)->Name("BM_EigenSymEigen3ClosedForm");
 #endif
 
 }  // namespace
