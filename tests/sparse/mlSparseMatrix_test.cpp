@@ -188,8 +188,9 @@ TEST(mlSparseMatrix, TransposeAndVectorProductMatchTheLiteralLoopsBitForBit) {
         EXPECT_TRUE(same_sparse(reused, expected) && same_sparse(in_place, expected));
 
         mlVector x(mlVectorDim, c);
+        const int kinds = static_cast<int>(palette.size());
         for (int j = 0; j < c; ++j)
-          x[j] = palette.empty() ? random.uniform(-1.0, 1.0) : palette[random.integer(7)];
+          x[j] = kinds == 0 ? random.uniform(-1.0, 1.0) : palette[random.integer(kinds)];
         a.multiply_vector(x, y);
         ASSERT_EQ(y.dimension(), r);
         EXPECT_TRUE(same_bits_or_nan(literal_multiply_vector(a, x).data(), y.data(), r))
