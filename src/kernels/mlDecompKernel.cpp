@@ -1,7 +1,6 @@
 #include "kernels/mlDecompKernel.h"
 
 #include <algorithm>
-#include <climits>
 #include <cmath>
 #include <cstddef>
 #include <cstring>

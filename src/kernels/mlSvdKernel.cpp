@@ -1,7 +1,6 @@
 #include "kernels/mlSvdKernel.h"
 
 #include <algorithm>
-#include <climits>
 #include <cstring>
 #include <utility>
 
