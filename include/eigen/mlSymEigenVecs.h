@@ -50,18 +50,19 @@ class PASKOSDA_EXPORT mlSymEigenVecs : public mlEigenVecs {
   void sort(const mlSlice& diagonal, const mlMatrix& vectors) noexcept;
 
   // The work memory of `calculate`, kept so that a solver used again at the same order
-  // allocates nothing: the matrix being rotated, the rotations' product, the 2 by 2 block and
-  // its eigenvectors, two new rows, a state kept to detect a cycle, each row's largest
-  // off-diagonal magnitude and its column, and the sort's keys and index.
+  // allocates nothing: the matrix being rotated, the rotations' product (transposed while
+  // rotating, then as it is), the 2 by 2 block and its eigenvectors, two new rows, a state
+  // kept to detect a cycle, each row's largest off-diagonal magnitude and its column, and the
+  // sort's keys and index.
   mlMatrix rotated_;
   mlMatrix rotations_;
+  mlMatrix vectors_;
   mlMatrix block_;
   mlVector e1_;
   mlVector e2_;
   mlVector rows_;
   mlMatrix seen_;
-  doublecoDynArr row_largest_;
-  intcoDynArr row_largest_column_;
+  doublecoDynArr search_;
   doublecoPageArr keys_;
   intcoPageArr index_;
 };

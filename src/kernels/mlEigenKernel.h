@@ -1,16 +1,133 @@
 #ifndef PASKOSDA_SRC_KERNELS_MLEIGENKERNEL_H
 #define PASKOSDA_SRC_KERNELS_MLEIGENKERNEL_H
 
-// The search behind the symmetric Jacobi eigen-solver. Private to the library: not installed,
-// not exported; the tests and benchmarks link the kernel objects themselves.
+// The symmetric Jacobi eigen-solver's inner loop: the search for the largest off-diagonal
+// element and the rotations. Private to the library: not installed, not exported; the tests
+// and benchmarks link the kernel objects themselves.
 
 #include <cfloat>
 #include <cmath>
 #include <cstddef>
+#include <limits>
 
 #include "containers/coDynArr.h"
+#include "kernels/mlKernelDispatch.h"
+
+#if defined(__clang__)
+#pragma clang fp contract(off)
+#endif
 
 namespace paskosda_detail {
+
+/// The eigenvalues l1 >= l2 of the symmetric 2 by 2 matrix [[a, b], [c, d]] (a, b and d
+/// give the values) and their unit eigenvectors e1 and e2, in closed form: the longer row of
+/// S - l1 I (row 0 on a tie) is perpendicular to l1's vector.
+inline void symmetric_2x2(double a, double b, double c, double d, double& l1, double& l2,
+                          double e1[2], double e2[2]) noexcept {
+  const double diff = a - d;
+  const double r = std::sqrt(diff * diff * 0.25 + b * b);
+  const double m = (a + d) * 0.5;
+  const double larger = m + r;
+  const double smaller = m - r;
+  // Their squared lengths are scalar products; the sum's 0.0 start is left out, as adding a
+  // square (never -0.0) to +0.0 returns it unchanged.
+  const double m00 = a - larger;
+  const double m11 = d - larger;
+  const double length0 = m00 * m00 + b * b;
+  const double length1 = c * c + m11 * m11;
+  double w0 = m00;
+  double w1 = b;
+  double length_squared = length0;
+  if (length1 > length0) {
+    w0 = c;
+    w1 = m11;
+    length_squared = length1;
+  }
+  const double length = std::sqrt(length_squared);
+  e1[0] = w1 / length;
+  e1[1] = -w0 / length;
+  e2[0] = w0 / length;
+  e2[1] = w1 / length;
+  l1 = larger;
+  l2 = smaller;
+}
+
+/// The largest magnitude of x[from .. count - 1] (of the elements themselves when kMagnitude
+/// is false) and the first index holding it, as a running maximum from -DBL_MAX that only a
+/// strictly larger value replaces (a NaN never does): -DBL_MAX and -1 when none is a number.
+/// Each lane keeps such a maximum over its share; the lanes are then joined by value and,
+/// among equal values, by the smaller index, which is what the single running maximum gives.
+/// The vectors always cover all of x[0 .. count - 1] (count >= lanes), masking the elements
+/// before `from`, so that the loop does not depend on `from`.
+template <class V, bool kMagnitude>
+__attribute__((always_inline)) inline double first_largest(const double* x, int from, int count,
+                                                           int& at) noexcept {
+  constexpr int L = lanes<V>();
+  double best = -DBL_MAX;
+  at = -1;
+  if constexpr (L > 1) {
+    if (count >= L) {
+      // Indices are kept as doubles (exact integers), so that every comparison is one of
+      // doubles, which every instruction set has.
+      V m;
+      splat(m, -DBL_MAX);
+      V index;
+      splat(index, -1.0);
+      V position;
+      iota(position);
+      V before;
+      splat(before, from);
+      V skip;  // what stands in for the elements before `from`: a NaN is never larger
+      splat(skip, std::numeric_limits<double>::quiet_NaN());
+      V step_size;
+      splat(step_size, L);
+      const auto step = [&](int start) __attribute__((always_inline)) {
+        V v;
+        load(v, x + start);
+        if constexpr (kMagnitude) magnitude(v);
+        blend(v, position < before, skip);
+        const MaskOf<V> larger = v > m;
+        blend(m, larger, v);
+        blend(index, larger, position);
+      };
+      int j = 0;
+      for (; j + L <= count; j += L) {
+        step(j);
+        position += step_size;
+      }
+      // The last elements as one vector ending at the last: an element seen twice keeps the
+      // index it had, and a lane can only take it at that index.
+      if (j < count) {
+        V back;
+        splat(back, count - L - j);
+        position += back;
+        step(count - L);
+      }
+      // Without branches: the lanes' maximum, then the least index holding it (lanes that
+      // took nothing hold -DBL_MAX and -1).
+      for (int k = 0; k < L; ++k)
+        best = m[k] > best ? m[k] : best;
+      V top;
+      splat(top, best);
+      V none;
+      splat(none, DBL_MAX);
+      blend(index, m != top, none);
+      double first = DBL_MAX;
+      for (int k = 0; k < L; ++k)
+        first = index[k] < first ? index[k] : first;
+      at = static_cast<int>(first);
+      return best;
+    }
+  }
+  for (int j = from; j < count; ++j) {
+    const double v = kMagnitude ? std::fabs(x[j]) : x[j];
+    if (v > best) {
+      best = v;
+      at = j;
+    }
+  }
+  return best;
+}
 
 // The largest magnitude in the strict upper triangle of an n by n matrix (row stride n), kept
 // row by row, so that after a rotation only the rows it touched and the rows whose largest
@@ -22,48 +139,98 @@ namespace paskosda_detail {
 // (-1, -1) when no element is a number. Each row keeps its own maximum and first position by
 // the same rule; the rows are then taken in order by the same rule, which picks the first row
 // holding the overall maximum and, in it, the first position.
+//
+// The member templates take the vector type V of the instruction set they are compiled for.
 class OffDiagonalMaxima {
  public:
-  // Keeps the rows' maxima in the caller's arrays (whose room is used again).
-  OffDiagonalMaxima(doublecoDynArr& magnitude, intcoDynArr& column) noexcept
-      : magnitude_(magnitude), column_(column) {}
+  // Keeps the rows' maxima in the caller's array (whose room is used again): per row its
+  // largest magnitude, the first column holding it (as a double, so that the rows' columns
+  // compare in the lanes of their magnitudes), and 0 where the row is to be scanned again.
+  explicit OffDiagonalMaxima(doublecoDynArr& rows) noexcept : rows_(rows) {}
 
   // Below this order a whole scan costs less than keeping the rows.
-  static constexpr int kKeptFrom = 8;
+  static constexpr int kKeptFrom = 14;
 
   // Looks at every row of a. For small orders, or without the memory for the rows, `largest`
   // scans the whole triangle each time instead.
-  void build(const double* a, int n) noexcept {
+  template <class V>
+  __attribute__((always_inline)) void build(const double* a, int n) noexcept {
     a_ = a;
     n_ = n;
-    magnitude_.clear(0);
-    column_.clear(0);
-    kept_ = n >= kKeptFrom && magnitude_.expand(n) != 0 && column_.expand(n) != 0;
+    rows_.clear(0);
+    kept_ = n >= kKeptFrom && rows_.expand(3 * n) != 0;
     for (int r = 0; r < n && kept_; ++r)
-      scan(r);
+      scan<V>(r);
   }
 
-  // After rows and columns p and q (p < q) of a changed, and no other element.
-  void rotated(const double* a, int p, int q) noexcept {
+  // After rows and columns p and q (p < q) of a changed, and no other element; column_p[r]
+  // and column_q[r] hold |a(r, p)| and |a(r, q)| for every row r.
+  template <class V>
+  __attribute__((always_inline)) void rotated(const double* a, int p, int q, const double* column_p,
+                                              const double* column_q) noexcept {
     a_ = a;
     if (!kept_) return;
-    scan(p);
-    scan(q);
-    // Rows above q hold the changed columns p (rows above p) and q.
-    const int* column = column_.data();
-    for (int r = 0; r < q; ++r) {
-      if (r == p) continue;
-      if (column[r] == p || column[r] == q) {
-        scan(r);
-        continue;
+    double* magnitude = rows_.data();
+    double* column = magnitude + n_;
+    double* again = column + n_;
+    // Every row above q holds the changed column q, and those above p column p: each such
+    // element is offered to its row (by the rule of `offer`), and the rows whose largest
+    // element was one of them, and rows p and q themselves, are marked to be scanned again.
+    // Rows from q on change nowhere in their triangle.
+    constexpr int L = lanes<V>();
+    int r = 0;
+    if constexpr (L > 1) {
+      V cp, cq, nan, row, step_size;
+      splat(cp, p);
+      splat(cq, q);
+      splat(nan, std::numeric_limits<double>::quiet_NaN());
+      iota(row);
+      splat(step_size, L);
+      const auto step = [&](int from) __attribute__((always_inline)) {
+        V m, at, xp, xq;
+        load(m, magnitude + from);
+        load(at, column + from);
+        load(xp, column_p + from);
+        load(xq, column_q + from);
+        // Zero where the row is p or q or its column is: small whole numbers, so the product
+        // is zero only through a zero factor.
+        const V rescan = (at - cp) * (at - cq) * (row - cp) * (row - cq);
+        blend(xp, row >= cp, nan);
+        blend(xq, row >= cq, nan);
+        offer(m, at, xp, cp);
+        offer(m, at, xq, cq);
+        store(magnitude + from, m);
+        store(column + from, at);
+        store(again + from, rescan);
+      };
+      for (; r + L <= n_; r += L) {
+        step(r);
+        row += step_size;
       }
-      const double* row = a + std::ptrdiff_t{n_} * r;
-      if (r < p) offer(r, p, std::fabs(row[p]));
-      offer(r, q, std::fabs(row[q]));
+      // The last rows as one vector ending at the last (the rows have at least L): offering
+      // an element again changes nothing, and a row marked stays marked, since an offer only
+      // moves a row's column to p or q.
+      if (r < n_) {
+        V back;
+        splat(back, n_ - L - r);
+        row += back;
+        step(n_ - L);
+        r = n_;
+      }
+    }
+    for (; r < n_; ++r) {
+      const int at = static_cast<int>(column[r]);
+      again[r] = (at == p || at == q || r == p || r == q) ? 0.0 : 1.0;
+      if (r < p) offer(magnitude[r], column[r], column_p[r], p);
+      if (r < q) offer(magnitude[r], column[r], column_q[r], q);
+    }
+    for (r = 0; r <= q; ++r) {
+      if (again[r] == 0.0) scan<V>(r);
     }
   }
 
-  double largest(int& p, int& q) const noexcept {
+  template <class V>
+  __attribute__((always_inline)) double largest(int& p, int& q) const noexcept {
     double best = -DBL_MAX;
     p = -1;
     q = -1;
@@ -81,51 +248,74 @@ class OffDiagonalMaxima {
       }
       return best;
     }
-    const double* magnitude = magnitude_.data();
-    const int* column = column_.data();
-    for (int r = 0; r < n_; ++r) {
-      if (magnitude[r] > best) {
-        best = magnitude[r];
-        p = r;
-        q = column[r];
-      }
-    }
+    best = first_largest<V, false>(rows_.data(), 0, n_, p);
+    if (p >= 0) q = static_cast<int>(rows_.data()[n_ + p]);
     return best;
   }
 
  private:
-  // Row r's largest magnitude of a(r, r+1 .. n-1) and the first column holding it: the
-  // maximum first, without branches, then where it first is (a maximum does not depend on the
-  // order it is taken in).
-  void scan(int r) noexcept {
-    const double* row = a_ + std::ptrdiff_t{n_} * r;
-    double m = -DBL_MAX;
-    for (int j = r + 1; j < n_; ++j) {
-      const double x = std::fabs(row[j]);
-      m = x > m ? x : m;
-    }
-    int c = r + 1;
-    while (c < n_ && std::fabs(row[c]) != m)
-      ++c;
-    magnitude_.data()[r] = m;
-    column_.data()[r] = c < n_ ? c : -1;
+  // Row r's largest magnitude of a(r, r+1 .. n-1) and the first column holding it.
+  template <class V>
+  __attribute__((always_inline)) void scan(int r) noexcept {
+    int at = -1;
+    rows_.data()[r] = first_largest<V, true>(a_ + std::ptrdiff_t{n_} * r, r + 1, n_, at);
+    rows_.data()[n_ + r] = at;
   }
-  // Element (r, c), not the row's recorded largest, now has magnitude x.
-  void offer(int r, int c, double x) noexcept {
-    double& m = magnitude_.data()[r];
-    int& at = column_.data()[r];
-    if (x > m || (x == m && c < at)) {
-      m = x;
-      at = c;
+  // Element c of a row, other than the row's recorded largest m at column `at`, now has
+  // magnitude x: it becomes the largest if larger, or equal and further left. A NaN never
+  // does. Element by element, or lane by lane.
+  template <class W>
+  __attribute__((always_inline)) static void offer(W& m, W& at, const W& x, const W& c) noexcept {
+    if constexpr (lanes<W>() == 1) {
+      const bool take = (x > m) | ((x == m) & (c < at));
+      m = take ? x : m;
+      at = take ? c : at;
+    } else {
+      // The lesser column without a select (whole numbers: every step is exact), so that
+      // the blends do not nest (see `blend`).
+      W distance = at - c;
+      magnitude(distance);
+      const W left = (at + c - distance) * 0.5;
+      blend(at, x == m, left);
+      const auto larger = x > m;
+      blend(at, larger, c);
+      blend(m, larger, x);
     }
+  }
+  static void offer(double& m, double& at, double x, int c) noexcept {
+    const double column = c;
+    offer(m, at, x, column);
   }
 
   const double* a_ = nullptr;
   int n_ = 0;
-  doublecoDynArr& magnitude_;  // per row: its largest magnitude
-  intcoDynArr& column_;        // per row: the first column holding it
-  bool kept_ = false;          // whether the rows' maxima are kept
+  doublecoDynArr& rows_;  // per row: magnitude, column, whether to scan again (n each)
+  bool kept_ = false;     // whether the rows' maxima are kept
 };
+
+/// The state of a run of Jacobi rotations on a (n by n, row stride n) and vt, the product of
+/// the rotations so far, transposed (row k holds column k of the product).
+struct JacobiRotations {
+  double* a;
+  double* vt;
+  double* rows;  // work memory for 2 n doubles
+  int n;
+  double threshold;  // rotations stop when threshold > the largest off-diagonal magnitude
+  bool first;        // no rotation taken yet: a may hold -0.0
+  bool finite;       // every element of a and vt is finite
+  long count;        // rotations taken
+  int p, q;          // the position of the last search
+};
+
+enum class JacobiStop { Converged, Products, Paused };
+
+/// Takes rotations, each at the position the search gives and exactly as the whole products
+/// (R^T A) R and V R would, until the search finds nothing to rotate (Converged), a rotation
+/// needs the whole products because an element is not finite (Products: nothing was changed,
+/// and p, q give the position), or the count reaches `until` (Paused). `maxima` must have
+/// been built on a.
+JacobiStop jacobi_rotations(KernelIsa isa, JacobiRotations& s, OffDiagonalMaxima& maxima,
+                            long until) noexcept;
 
 }  // namespace paskosda_detail
 

@@ -32,7 +32,11 @@ inline KernelIsa resolve_isa(KernelIsa isa) noexcept {
   // Asked once. The processor's answer includes the operating system's support for the
   // wider registers.
   static const bool avx2 = (__builtin_cpu_init(), __builtin_cpu_supports("avx2") != 0);
-  static const bool avx512 = avx2 && __builtin_cpu_supports("avx512f") != 0;
+  // AVX-512 as every processor since Skylake-SP has it: the foundation with the doubleword
+  // and quadword, byte and word, and vector-length extensions (comparisons give lane masks).
+  static const bool avx512 =
+      avx2 && __builtin_cpu_supports("avx512f") != 0 && __builtin_cpu_supports("avx512dq") != 0 &&
+      __builtin_cpu_supports("avx512bw") != 0 && __builtin_cpu_supports("avx512vl") != 0;
   switch (isa) {
     case KernelIsa::Best:
       return avx512 ? KernelIsa::Avx512 : avx2 ? KernelIsa::Avx2 : KernelIsa::Baseline;

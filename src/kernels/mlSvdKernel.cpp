@@ -86,34 +86,6 @@ void accumulate_plain(double* q, int rows, std::ptrdiff_t ld, int cols, int step
 
 #if defined(__GNUC__)
 
-// ---- Vectors --------------------------------------------------------------------------------
-// Vectors go in and out of these by reference: passing one by value would depend on the
-// instruction set's calling convention.
-
-template <class V>
-__attribute__((always_inline)) inline void load(V& x, const double* p) noexcept {
-  std::memcpy(&x, p, sizeof(V));
-}
-
-template <class V>
-__attribute__((always_inline)) inline void store(double* p, const V& x) noexcept {
-  std::memcpy(p, &x, sizeof(V));
-}
-
-// The lane masks of the vector type V, as its comparisons give them.
-template <class V>
-using MaskOf = decltype(V{} != V{});
-
-// x becomes a in the lanes the mask sets, bit for bit.
-template <class V>
-__attribute__((always_inline)) inline void blend(V& x, const MaskOf<V>& mask, const V& a) noexcept {
-  MaskOf<V> xm, am;
-  std::memcpy(&xm, &x, sizeof(V));
-  std::memcpy(&am, &a, sizeof(V));
-  xm = (am & mask) | (xm & ~mask);
-  std::memcpy(&x, &xm, sizeof(V));
-}
-
 // Lane i of the interleave of a and b at block size B: the lower (or, kHigh, the upper) halves
 // of each pair of B-lane blocks, a's first.
 template <int L, int B, bool kHigh>
