@@ -57,8 +57,8 @@ inline void symmetric_2x2(double a, double b, double c, double d, double& l1, do
 /// strictly larger value replaces (a NaN never does): -DBL_MAX and -1 when none is a number.
 /// Each lane keeps such a maximum over its share; the lanes are then joined by value and,
 /// among equal values, by the smaller index, which is what the single running maximum gives.
-/// The vectors always cover all of x[0 .. count - 1] (count >= lanes), masking the elements
-/// before `from`, so that the loop does not depend on `from`.
+/// The vectors start at the one holding x[from] (count >= lanes), masking the elements before
+/// `from`.
 template <class V, bool kMagnitude>
 __attribute__((always_inline)) inline double first_largest(const double* x, int from, int count,
                                                            int& at) noexcept {
@@ -90,7 +90,11 @@ __attribute__((always_inline)) inline double first_largest(const double* x, int 
         blend(m, larger, v);
         blend(index, larger, position);
       };
-      int j = 0;
+      // From the vector holding element `from` (the lanes before it masked).
+      int j = from / L * L;
+      V first_position;
+      splat(first_position, j);
+      position += first_position;
       for (; j + L <= count; j += L) {
         step(j);
         position += step_size;
