@@ -52,6 +52,28 @@ inline void symmetric_2x2(double a, double b, double c, double d, double& l1, do
   l2 = smaller;
 }
 
+/// step(k) for the whole vectors of elements from k = start on, then, when elements are left,
+/// for the last L of them as one vector ending at `count` (count >= L, L = lanes of V); the
+/// lanes of `position` follow the elements' indices.
+template <class V, class Step>
+__attribute__((always_inline)) inline void over_vectors(int start, int count, V& position,
+                                                        Step& step) noexcept {
+  constexpr int L = lanes<V>();
+  V step_size;
+  splat(step_size, L);
+  int j = start;
+  for (; j + L <= count; j += L) {
+    step(j);
+    position += step_size;
+  }
+  if (j < count) {
+    V back;
+    splat(back, count - L - j);
+    position += back;
+    step(count - L);
+  }
+}
+
 /// The largest magnitude of x[from .. count - 1] (of the elements themselves when kMagnitude
 /// is false) and the first index holding it, as a running maximum from -DBL_MAX that only a
 /// strictly larger value replaces (a NaN never does): -DBL_MAX and -1 when none is a number.
@@ -79,8 +101,6 @@ __attribute__((always_inline)) inline double first_largest(const double* x, int 
       splat(before, from);
       V skip;  // what stands in for the elements before `from`: a NaN is never larger
       splat(skip, std::numeric_limits<double>::quiet_NaN());
-      V step_size;
-      splat(step_size, L);
       const auto step = [&](int start) __attribute__((always_inline)) {
         V v;
         load(v, x + start);
@@ -95,18 +115,9 @@ __attribute__((always_inline)) inline double first_largest(const double* x, int 
       V first_position;
       splat(first_position, j);
       position += first_position;
-      for (; j + L <= count; j += L) {
-        step(j);
-        position += step_size;
-      }
-      // The last elements as one vector ending at the last: an element seen twice keeps the
-      // index it had, and a lane can only take it at that index.
-      if (j < count) {
-        V back;
-        splat(back, count - L - j);
-        position += back;
-        step(count - L);
-      }
+      // An element seen twice keeps the index it had, and a lane can only take it at that
+      // index.
+      over_vectors(j, count, position, step);
       // Without branches: the lanes' maximum, then the least index holding it (lanes that
       // took nothing hold -DBL_MAX and -1).
       for (int k = 0; k < L; ++k)
@@ -184,12 +195,11 @@ class OffDiagonalMaxima {
     constexpr int L = lanes<V>();
     int r = 0;
     if constexpr (L > 1) {
-      V cp, cq, nan, row, step_size;
+      V cp, cq, nan, row;
       splat(cp, p);
       splat(cq, q);
       splat(nan, std::numeric_limits<double>::quiet_NaN());
       iota(row);
-      splat(step_size, L);
       const auto step = [&](int from) __attribute__((always_inline)) {
         V m, at, xp, xq;
         load(m, magnitude + from);
@@ -207,20 +217,10 @@ class OffDiagonalMaxima {
         store(column + from, at);
         store(again + from, rescan);
       };
-      for (; r + L <= n_; r += L) {
-        step(r);
-        row += step_size;
-      }
-      // The last rows as one vector ending at the last (the rows have at least L): offering
-      // an element again changes nothing, and a row marked stays marked, since an offer only
-      // moves a row's column to p or q.
-      if (r < n_) {
-        V back;
-        splat(back, n_ - L - r);
-        row += back;
-        step(n_ - L);
-        r = n_;
-      }
+      // The rows number at least L. Offering an element again changes nothing, and a row
+      // marked stays marked, since an offer only moves a row's column to p or q.
+      over_vectors(0, n_, row, step);
+      r = n_;
     }
     for (; r < n_; ++r) {
       const int at = static_cast<int>(column[r]);
