@@ -300,15 +300,16 @@ class OffDiagonalMaxima {
 /// The state of a run of Jacobi rotations on a (n by n, row stride n) and vt, the product of
 /// the rotations so far, transposed (row k holds column k of the product).
 struct JacobiRotations {
-  double* a;
-  double* vt;
-  double* rows;  // work memory for 2 n doubles
-  int n;
-  double threshold;  // rotations stop when threshold > the largest off-diagonal magnitude
-  bool first;        // no rotation taken yet: a may hold -0.0
-  bool finite;       // every element of a and vt is finite
-  long count;        // rotations taken
-  int p, q;          // the position of the last search
+  double* a = nullptr;
+  double* vt = nullptr;
+  double* rows = nullptr;  // work memory for 2 n doubles
+  int n = 0;
+  double threshold = 0.0;  // rotations stop when threshold > the largest off-diagonal magnitude
+  bool first = true;       // no rotation taken yet: a may hold -0.0
+  bool finite = false;     // every element of a and vt is finite
+  long count = 0;          // rotations taken
+  int p = -1;              // the position of the last search
+  int q = -1;
 };
 
 enum class JacobiStop { Converged, Products, Paused };
