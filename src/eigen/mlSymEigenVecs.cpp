@@ -70,9 +70,7 @@ void mlSymEigenVecs::calculate() noexcept {
   run.rows = scratch.data();
   run.n = n;
   run.threshold = tolerance_ * 0.01;
-  run.first = true;
   run.finite = all_finite(a.data(), n * n);  // V starts as the identity
-  run.count = 0;
   // Each pass depends on A alone (the scan, the 2 by 2 problem and so the rotation), so once
   // A repeats a state it cycles for ever and the cap is certain to be reached with nothing
   // stored. Rounding brings that about with large entries (2 by 2 near 1e9 under the default

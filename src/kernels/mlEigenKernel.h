@@ -29,8 +29,8 @@ inline void symmetric_2x2(double a, double b, double c, double d, double& l1, do
   const double m = (a + d) * 0.5;
   const double larger = m + r;
   const double smaller = m - r;
-  // Their squared lengths are scalar products; the sum's 0.0 start is left out, as adding a
-  // square (never -0.0) to +0.0 returns it unchanged.
+  // The rows of S - l1 I. Their squared lengths are scalar products; the sum's 0.0 start is
+  // left out, as adding a square (never -0.0) to +0.0 returns it unchanged.
   const double m00 = a - larger;
   const double m11 = d - larger;
   const double length0 = m00 * m00 + b * b;
