@@ -39,13 +39,13 @@ mlMatrix random_matrix(int m, int n) {
 #ifdef PASKOSDA_BENCH_LAPACK
 // dgesvd with full U and V^T on a column-major copy of a; returns the singular values.
 struct Lapack {
-  Lapack(int m, int n)
-      : m(m),
-        n(n),
-        a(static_cast<std::size_t>(m) * n),
-        s(std::min(m, n)),
-        u(static_cast<std::size_t>(m) * m),
-        vt(static_cast<std::size_t>(n) * n) {
+  Lapack(int rows, int cols)
+      : m(rows),
+        n(cols),
+        a(static_cast<std::size_t>(rows) * cols),
+        s(std::min(rows, cols)),
+        u(static_cast<std::size_t>(rows) * rows),
+        vt(static_cast<std::size_t>(cols) * cols) {
     double size = 0.0;
     int lwork = -1;
     int info = 0;

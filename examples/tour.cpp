@@ -823,6 +823,16 @@ void arrays_and_scalar_helpers() {
             << "\n3 in [0, 4] rescaled to [100, 200]: " << mlMath::rescale(3, 0, 4, 100, 200)
             << "\n";
 
+  // The elementary functions: the platform's, or with PASKOSDA_PORTABLE_MATH the library's own,
+  // which give the same bits on every machine. sin(1e22) needs an exact reduction by pi/2.
+  const std::streamsize precision = std::cout.precision();
+  std::cout << "elementary functions: "
+            << (utMath::portable() ? "the library's own (the same bits everywhere)"
+                                   : "the platform's")
+            << "; sin(1e22) = " << std::setprecision(17) << utMath::sin(1e22)
+            << ", pow(2, 0.5) = " << utMath::pow(2.0, 0.5) << "\n";
+  std::cout.precision(precision);
+
   // Deterministic random numbers (the same sequence on every platform) and running
   // statistics.
   mlRandom random(2026);

@@ -49,7 +49,7 @@ class coBufferGuard {
     return offset <= capacity_ && n <= capacity_ - offset;
   }
 
-  T* buffer_;
+  T* buffer_ = nullptr;
   utUInt64 capacity_;
 };
 

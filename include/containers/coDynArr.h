@@ -257,10 +257,10 @@ class coDynArrcoIterator {
   }
 
   // Derived iterators (the sparse row iterator) step with their own rule over these fields.
-  const coDynArr<T>* array_;    ///< The array walked (borrowed).
-  const T* begin_ = nullptr;    ///< Its buffer when the iterator was last reset.
-  const T* end_ = nullptr;      ///< One past its last used element at that time.
-  const T* current_ = nullptr;  ///< The element last returned; null before the first.
+  const coDynArr<T>* array_ = nullptr;  ///< The array walked (borrowed).
+  const T* begin_ = nullptr;            ///< Its buffer when the iterator was last reset.
+  const T* end_ = nullptr;              ///< One past its last used element at that time.
+  const T* current_ = nullptr;          ///< The element last returned; null before the first.
 };
 
 namespace paskosda_detail {

@@ -278,8 +278,8 @@ class coPageArr {
 
   int blocks_ = 0;                        ///< The number of blocks allocated.
   int used_ = 0;                          ///< The number of elements in use.
-  int block_size_;                        ///< Elements per block, 2^block_shift_.
-  int block_shift_;                       ///< The base-2 logarithm of the block size.
+  int block_size_ = 0;                    ///< Elements per block, 2^block_shift_.
+  int block_shift_ = 0;                   ///< The base-2 logarithm of the block size.
   utAnycoPageArrINTERNALcoDynArr pages_;  ///< The table of block pointers.
   int current_block_ = -1;                ///< The block last switched to, or -1.
   T* current_ = nullptr;                  ///< That block's elements, or null.
@@ -345,7 +345,7 @@ class coPageArrcoIterator {
   }
 
  private:
-  const coPageArr<T>* array_;
+  const coPageArr<T>* array_ = nullptr;
   void* const* begin_ = nullptr;
   int end_ = 0;
   int index_ = -1;

@@ -28,7 +28,10 @@ class PASKOSDA_EXPORT utMath {
   // The transcendental functions are out of line: inlined into a caller's translation unit,
   // a constant argument could be folded at compile time to a value other than the run-time
   // library's, and results would depend on the optimisation level.
-  /// The standard function of the same name, always evaluated at run time.
+  /// The standard function of the same name, always evaluated at run time: the platform's,
+  /// or in a library built with PASKOSDA_PORTABLE_MATH the library's own, which gives the same
+  /// bits on every machine (below one ulp, correctly rounded for almost every argument, the
+  /// special values of C99 Annex F). The library's own computations call these.
   ///@{
   static double sin(double x) noexcept;
   static double cos(double x) noexcept;
@@ -36,7 +39,13 @@ class PASKOSDA_EXPORT utMath {
   static double cosh(double x) noexcept;
   static double atan2(double y, double x) noexcept;
   static double pow(double x, double y) noexcept;
+  static double exp(double x) noexcept;
+  static double log(double x) noexcept;
+  static double hypot(double x, double y) noexcept;
   ///@}
+  /// True when the library was built with PASKOSDA_PORTABLE_MATH, so that the functions above
+  /// are its own rather than the platform's.
+  static bool portable() noexcept;
 
   /// x to an integer power by repeated multiplication from the left, x * x * ... * x: 1.0 for
   /// n = 0 and 1 / x^|n| for negative n. The product order is kept (not squaring) so that

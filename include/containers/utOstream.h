@@ -57,13 +57,13 @@ class PASKOSDA_EXPORT utOstream {
  private:
   void indent_if_at_line_start();
 
-  std::ostream* os_;
+  std::ostream* os_ = nullptr;
   // Whether the next character starts a line. Shared by a stream and every stream nested in
   // it, since they all write the same lines.
-  bool* at_line_start_;
+  bool* at_line_start_ = nullptr;
   bool own_line_start_ = true;
-  int level_;
-  int width_;
+  int level_ = 0;
+  int width_ = 0;
   utOstreamTab tab_;
 };
 

@@ -125,7 +125,7 @@ class mlFortranVectorConst {
   const double& operator()(int i) const noexcept { return first_[i - 1]; }
 
  private:
-  const double* first_;
+  const double* first_ = nullptr;
 };
 
 #endif  // PASKOSDA_DECOMP_MLFORTRANMATRIX_H

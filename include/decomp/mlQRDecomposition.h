@@ -56,7 +56,7 @@ class PASKOSDA_EXPORT mlGramSchmidt {
  private:
   void orthogonalize(int first) noexcept;
 
-  mlMatrix* vectors_;
+  mlMatrix* vectors_ = nullptr;
   doublecoDynArr norms_;  // squared length of each row
   mlGSStatus status_ = mlGSNothingDone;
   double tolerance_ = 1e-10;
@@ -100,8 +100,8 @@ class PASKOSDA_EXPORT mlQRDecomposition : public mlGramSchmidt {
   // set rejected it.
   bool add_to_set() noexcept;
 
-  mlMatrix* q_;
-  mlMatrix* r_;
+  mlMatrix* q_ = nullptr;
+  mlMatrix* r_ = nullptr;
   const mlVector* current_ = nullptr;  // the vector being added, only during `add`
   doublecoPageArr q_norms_;            // squared length of each row of Q
   int q_orthonormal_ = 0;

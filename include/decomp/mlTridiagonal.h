@@ -52,7 +52,7 @@ class PASKOSDA_EXPORT mlTridiagonal {
   int same_sign_corners() const noexcept;
 
  private:
-  int size_;
+  int size_ = 0;
   mlSlice lower_;
   mlSlice diagonal_;
   mlSlice upper_;

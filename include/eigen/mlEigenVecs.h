@@ -61,7 +61,7 @@ class PASKOSDA_EXPORT mlEigenVecs {
   /// back to 1e-6); the storage is kept.
   mlEigenVecs& become(const mlMatrix& m) noexcept;
 
-  const mlMatrix* matrix_;                               ///< The input matrix (borrowed).
+  const mlMatrix* matrix_ = nullptr;                     ///< The input matrix (borrowed).
   mlMatrix eigen_vectors_;                               ///< One eigenvector per column.
   doublecoDynArr eigen_values_;                          ///< The eigenvalues in result order.
   double tolerance_ = 1e-6;                              ///< The solver's tolerance.

@@ -76,8 +76,8 @@ class ResidualAlongParameter final : public mlFunction {
  private:
   R& residual_;
   mlVector& p_;
-  int point_;
-  double d_;
+  int point_ = 0;
+  double d_ = 0.0;
   int j_ = 0;
   double at_ = 0.0;
 };

@@ -135,8 +135,8 @@ class PASKOSDA_EXPORT mlFunctionN {
   ///@}
 
  private:
-  int variables_;
-  int dimension_;
+  int variables_ = 0;
+  int dimension_ = 0;
 };
 
 /// A scalar function of a vector of `variables` doubles. Derive and implement `function`;
@@ -184,7 +184,7 @@ class PASKOSDA_EXPORT mlFunctionN1 {
   void calculate_hessian_by_finite_differences(const mlSlice& x, mlMatrix& H) const;
 
  private:
-  int variables_;
+  int variables_ = 0;
 };
 
 /// a[0] + ... + a[n - 1], 0 for n < 1: the total order of a set of derivative orders.

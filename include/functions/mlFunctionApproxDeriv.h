@@ -18,6 +18,9 @@ class PASKOSDA_EXPORT mlFunctionApproxDeriv : public mlFunction {
   mlFunctionApproxDeriv(const mlFunction& f, double step) noexcept : function_(&f), step_(step) {}
   /// Re-initialises to the derivative of f with step `step`. Returns this.
   mlFunctionApproxDeriv& become(const mlFunction& f, double step) noexcept;
+  /// A temporary would be gone before the derivative is evaluated.
+  mlFunctionApproxDeriv(const mlFunction&& f, double step) = delete;
+  mlFunctionApproxDeriv& become(const mlFunction&& f, double step) = delete;
 
   /// lo = t, or t - h when t + h > t_max(); hi = min(lo + h, t_max()); lo = max(lo, t_min());
   /// then (f(hi) - f(lo)) / h with f(hi) evaluated first.
@@ -28,8 +31,8 @@ class PASKOSDA_EXPORT mlFunctionApproxDeriv : public mlFunction {
   double t_max() const override;
 
  private:
-  const mlFunction* function_;
-  double step_;
+  const mlFunction* function_ = nullptr;
+  double step_ = 0.0;
 };
 
 /// df/du of a wrapped `mlFunction2` by a one-sided difference in u (v held); its domain is
@@ -41,6 +44,9 @@ class PASKOSDA_EXPORT mlFunction2ApproxUDeriv : public mlFunction2 {
       : step_(step), function_(&f) {}
   /// Re-initialises to the u derivative of f with step `step`. Returns this.
   mlFunction2ApproxUDeriv& become(const mlFunction2& f, double step) noexcept;
+  /// A temporary would be gone before the derivative is evaluated.
+  mlFunction2ApproxUDeriv(const mlFunction2&& f, double step) = delete;
+  mlFunction2ApproxUDeriv& become(const mlFunction2&& f, double step) = delete;
 
   /// The difference of `mlFunctionApproxDeriv` in u, with this object's u_min and u_max as
   /// the limits and f(., v) as the function (f(hi, v) evaluated first).
@@ -55,8 +61,8 @@ class PASKOSDA_EXPORT mlFunction2ApproxUDeriv : public mlFunction2 {
   double v_max() const override;
 
  private:
-  double step_;
-  const mlFunction2* function_;
+  double step_ = 0.0;
+  const mlFunction2* function_ = nullptr;
 };
 
 /// df/dv of a wrapped `mlFunction2` by a one-sided difference in v (u held). All four domain
@@ -69,6 +75,9 @@ class PASKOSDA_EXPORT mlFunction2ApproxVDeriv : public mlFunction2 {
       : step_(step), function_(&f) {}
   /// Re-initialises to the v derivative of f with step `step`. Returns this.
   mlFunction2ApproxVDeriv& become(const mlFunction2& f, double step) noexcept;
+  /// A temporary would be gone before the derivative is evaluated.
+  mlFunction2ApproxVDeriv(const mlFunction2&& f, double step) = delete;
+  mlFunction2ApproxVDeriv& become(const mlFunction2&& f, double step) = delete;
 
   /// lo = v, or v - h when v + h > u_max() (which is the wrapped v_max);
   /// hi = min(lo + h, v_max()); lo = max(lo, v_min()); then (f(u, hi) - f(u, lo)) / h with
@@ -84,8 +93,8 @@ class PASKOSDA_EXPORT mlFunction2ApproxVDeriv : public mlFunction2 {
   double v_max() const override;
 
  private:
-  double step_;
-  const mlFunction2* function_;
+  double step_ = 0.0;
+  const mlFunction2* function_ = nullptr;
 };
 
 #endif  // PASKOSDA_FUNCTIONS_MLFUNCTIONAPPROXDERIV_H

@@ -53,8 +53,8 @@ class PASKOSDA_EXPORT mlIntegrateTrapezoid : public mlIntegrate {
   int converged() const noexcept { return converged_; }
 
  private:
-  int max_steps_;
-  double tolerance_;
+  int max_steps_ = 0;
+  double tolerance_ = 0.0;
   mutable int converged_ = 0;
 };
 
@@ -79,8 +79,8 @@ class PASKOSDA_EXPORT mlIntegrateSimpson : public mlIntegrate {
   int converged() const noexcept { return converged_; }
 
  private:
-  double max_steps_;
-  double tolerance_;
+  double max_steps_ = 0.0;
+  double tolerance_ = 0.0;
   mutable int converged_ = 0;
 };
 
@@ -107,8 +107,8 @@ class PASKOSDA_EXPORT mlIntegrateRomberg : public mlIntegrate {
   int converged() const noexcept { return converged_; }
 
  private:
-  int max_steps_;
-  double tolerance_;
+  int max_steps_ = 0;
+  double tolerance_ = 0.0;
   mutable int converged_ = 0;
 };
 

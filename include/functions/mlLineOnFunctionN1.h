@@ -37,9 +37,9 @@ class PASKOSDA_EXPORT mlLineOnFunctionN1 : public mlFunction {
   double function(double t) const override;
 
  private:
-  const mlFunctionN1* function_;
-  const mlVector* origin_;
-  const mlVector* direction_;
+  const mlFunctionN1* function_ = nullptr;
+  const mlVector* origin_ = nullptr;
+  const mlVector* direction_ = nullptr;
   mutable mlVector point_;
 };
 

@@ -38,7 +38,7 @@ class PASKOSDA_EXPORT mlSquaredLengthFunc2 : public mlFunction2 {
   // F's partial derivative of orders (i, j) at the argument into `into`.
   void derivative(int i, int j, mlVector& into) const;
 
-  const mlFunctionN* function_;
+  const mlFunctionN* function_ = nullptr;
   mutable mlVector argument_;
   mutable mlVector value_;
   mutable mlVector derivative_;

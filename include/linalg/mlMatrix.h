@@ -140,10 +140,10 @@ class PASKOSDA_EXPORT mlMatrix : public doublecoDynArr {
   /// of element 0 by growing access, so an empty matrix ends with used count 1).
   ///@{
   mlSlice slice(int start, int stride, int count) noexcept {
-    return mlSlice(&(*this)[0], start, stride, count);
+    return {&(*this)[0], start, stride, count};
   }
   mlSlice slice(int start, int stride, int count) const noexcept {
-    return mlSlice(static_cast<const double*>(data_), start, stride, count);
+    return {static_cast<const double*>(data_), start, stride, count};
   }
   ///@}
 

@@ -35,7 +35,7 @@ class PASKOSDA_EXPORT mlRandom {
 
  private:
   static_assert(sizeof(long) == 8, "mlRandom keeps its 64-bit state in a long");
-  long seed_;
+  long seed_ = 0;
 };
 
 #endif  // PASKOSDA_LINALG_MLRANDOM_H

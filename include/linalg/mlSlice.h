@@ -62,7 +62,7 @@ class PASKOSDA_EXPORT mlSlice {
 
   /// The sub-view of `c` elements from element a, every s-th: start + stride * a, stride * s.
   mlSlice slice(int a, int s, int c) const noexcept {
-    return mlSlice(data_, start_ + stride_ * a, stride_ * s, c);
+    return {data_, start_ + stride_ * a, stride_ * s, c};
   }
 
   /// Copies the first dimension() elements of v (or of s) into the view; v must be at least
@@ -102,10 +102,10 @@ class PASKOSDA_EXPORT mlSlice {
   friend double norm_diff(const mlSlice& a, const mlSlice& b) noexcept;
   friend int operator==(const mlSlice& a, const mlSlice& b) noexcept;
 
-  double* data_;
-  int start_;
-  int count_;
-  int stride_;
+  double* data_ = nullptr;
+  int start_ = 0;
+  int count_ = 0;
+  int stride_ = 0;
 };
 
 /// Writes "<", the elements separated by "," and ">", with no line end.

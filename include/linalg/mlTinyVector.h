@@ -209,7 +209,7 @@ class mlTinyVector {
   ///@}
 
  private:
-  double v_[N];
+  double v_[N]{};
 };
 
 /// The tiny vectors of 2, 3, 4, 5 and 6 components.

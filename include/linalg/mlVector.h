@@ -97,10 +97,10 @@ class PASKOSDA_EXPORT mlVector : public doublecoDynArr {
   /// A slice with exactly these fields on this vector's storage.
   ///@{
   mlSlice slice(int start, int stride, int count) noexcept {
-    return mlSlice(data_, start, stride, count);
+    return {data_, start, stride, count};
   }
   mlSlice slice(int start, int stride, int count) const noexcept {
-    return mlSlice(static_cast<const double*>(data_), start, stride, count);
+    return {static_cast<const double*>(data_), start, stride, count};
   }
   ///@}
   /// slice(0, 1, dimension()).

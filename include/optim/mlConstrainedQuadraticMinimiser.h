@@ -108,20 +108,20 @@ class PASKOSDA_EXPORT mlConstrainedQuadraticMinimiser {
   /// A_i v.
   double product(int i, const mlVector& v) const noexcept;
 
-  int delete_overdetermined_;   ///< Whether `solve` deletes what stage 1 cannot meet.
-  int n_;                       ///< The number of variables (columns of A).
-  int m_;                       ///< The number of constraints (rows of A).
-  mlMatrix A_;                  ///< The constraint normals, scaled to unit length.
-  mlVector b_;                  ///< The right-hand sides, scaled alike.
-  intcoDynArr active_;          ///< The active constraints, in the order they became active.
-  intcoDynArr good_;            ///< The constraints met within 1e-7 at the last test.
-  intcoDynArr bad_;             ///< The constraints violated at the last test.
-  mlMatrix normals_;            ///< The active normals as columns (n by active count).
-  mlMatrix pinv_;               ///< The pseudo-inverse of `normals_`.
-  mlMatrix Z_;                  ///< A basis of the null space of the active normals.
-  mlMatrix Zt_;                 ///< The transpose of `Z_`.
-  intcoDynArr deleted_;         ///< The deleted constraints, each in the numbering of its time.
-  intcoDynArr overdetermined_;  ///< See `overdetermined_constraints`.
+  int delete_overdetermined_ = 0;  ///< Whether `solve` deletes what stage 1 cannot meet.
+  int n_ = 0;                      ///< The number of variables (columns of A).
+  int m_ = 0;                      ///< The number of constraints (rows of A).
+  mlMatrix A_;                     ///< The constraint normals, scaled to unit length.
+  mlVector b_;                     ///< The right-hand sides, scaled alike.
+  intcoDynArr active_;             ///< The active constraints, in the order they became active.
+  intcoDynArr good_;               ///< The constraints met within 1e-7 at the last test.
+  intcoDynArr bad_;                ///< The constraints violated at the last test.
+  mlMatrix normals_;               ///< The active normals as columns (n by active count).
+  mlMatrix pinv_;                  ///< The pseudo-inverse of `normals_`.
+  mlMatrix Z_;                     ///< A basis of the null space of the active normals.
+  mlMatrix Zt_;                    ///< The transpose of `Z_`.
+  intcoDynArr deleted_;            ///< The deleted constraints, each in the numbering of its time.
+  intcoDynArr overdetermined_;     ///< See `overdetermined_constraints`.
 
  private:
   int is_active(int i) const noexcept;

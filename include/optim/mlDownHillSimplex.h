@@ -69,13 +69,13 @@ class PASKOSDA_EXPORT mlDownHillSimplex {
 
  private:
   const mlFunctionN1* objective_ = nullptr;
-  double step_;
+  double step_ = 0.0;
   doublecoDynArr values_;
   mlMatrix simplex_;
   doublecoDynArr simplex_sum_;
-  int dimension_;
-  double tolerance_;
-  int calls_;
+  int dimension_ = 0;
+  double tolerance_ = 0.0;
+  int calls_ = 0;
   doublecoDynArr trial_;
 };
 

@@ -18,6 +18,8 @@
 /// and `distance`, and extend `set_parameters` when the model keeps state of its own.
 class PASKOSDA_EXPORT mlDistanceLeastSquares {
  public:
+  mlDistanceLeastSquares(const mlDistanceLeastSquares&) = delete;
+  mlDistanceLeastSquares& operator=(const mlDistanceLeastSquares&) = delete;
   /// Makes the current parameters a copy of p. Overrides call this and then bring their own
   /// state up to date.
   virtual void set_parameters(const mlVector& p);
@@ -59,10 +61,8 @@ class PASKOSDA_EXPORT mlDistanceLeastSquares {
   mlDistanceLeastSquares(int n_parameters, int n_points) noexcept;
   /// Re-initialises as the constructor does. Returns this.
   mlDistanceLeastSquares& become(int n_parameters, int n_points) noexcept;
-  mlDistanceLeastSquares(const mlDistanceLeastSquares&) = delete;
-  mlDistanceLeastSquares& operator=(const mlDistanceLeastSquares&) = delete;
 
-  int points_;                       ///< The number of points m.
+  int points_ = 0;                   ///< The number of points m.
   mlVector parameters_;              ///< The current parameters (n of them).
   int precise_square_distance_ = 0;  ///< See `have_precise_square_distance`.
 };
@@ -100,15 +100,15 @@ class PASKOSDA_EXPORT mlLevenbergMarquardt {
   void calc_derivs(const mlVector& p, mlVector& gradient);
 
   // The problem is held by address so that `become` can bind another one.
-  mlDistanceLeastSquares* problem_;  ///< The problem fitted (borrowed).
-  mlMatrix alpha_;                   ///< J^T J at the last build (undamped between steps).
-  mlVector beta_;                    ///< -J^T d at the last build.
-  double chi_square_ = 0.0;          ///< S at the last build.
-  mlVector saved_diagonal_;          ///< The diagonal of alpha while a step damps it.
-  double lambda_ = 0.0;              ///< The current damping.
-  mlVector fit_parameters_;          ///< The last accepted parameters.
-  mlVector trial_parameters_;        ///< The parameters of the step being tried.
-  mlVector derivatives_;             ///< Scratch: a point's derivatives, then the step.
+  mlDistanceLeastSquares* problem_ = nullptr;  ///< The problem fitted (borrowed).
+  mlMatrix alpha_;             ///< J^T J at the last build (undamped between steps).
+  mlVector beta_;              ///< -J^T d at the last build.
+  double chi_square_ = 0.0;    ///< S at the last build.
+  mlVector saved_diagonal_;    ///< The diagonal of alpha while a step damps it.
+  double lambda_ = 0.0;        ///< The current damping.
+  mlVector fit_parameters_;    ///< The last accepted parameters.
+  mlVector trial_parameters_;  ///< The parameters of the step being tried.
+  mlVector derivatives_;       ///< Scratch: a point's derivatives, then the step.
 };
 
 #endif  // PASKOSDA_OPTIM_MLLEVENBERGMARQUARDT_H

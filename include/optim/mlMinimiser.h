@@ -116,14 +116,14 @@ class PASKOSDA_EXPORT mlMinimiser {
 
  protected:
   // Protected like the search itself, for minimisers that drive it.
-  const mlFunction* objective_;  ///< The function minimised (borrowed).
-  mlFunctionValue current_;      ///< The current best point, with what is known there.
-  double lower_;                 ///< The lower end of the range.
-  double upper_;                 ///< The upper end of the range.
-  double tolerance_;             ///< The bracket width that ends a search.
-  double absolute_minimum_;      ///< See `set_absolute_minimum`.
-  int max_iterations_;           ///< The passes allowed per search (100).
-  int iterations_ = 0;           ///< The passes used by the last search.
+  const mlFunction* objective_ = nullptr;  ///< The function minimised (borrowed).
+  mlFunctionValue current_;                ///< The current best point, with what is known there.
+  double lower_ = 0.0;                     ///< The lower end of the range.
+  double upper_ = 0.0;                     ///< The upper end of the range.
+  double tolerance_ = 0.0;                 ///< The bracket width that ends a search.
+  double absolute_minimum_ = 0.0;          ///< See `set_absolute_minimum`.
+  int max_iterations_ = 0;                 ///< The passes allowed per search (100).
+  int iterations_ = 0;                     ///< The passes used by the last search.
 };
 
 #endif  // PASKOSDA_OPTIM_MLMINIMISER_H

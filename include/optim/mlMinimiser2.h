@@ -8,33 +8,63 @@
 /// Both share `mlBaseMinimiser2`, which holds the patch, the tolerance, the iteration and its
 /// step strategies.
 ///
-/// Each iteration, at the current point with value f and gradient g:
-///  1. A non-periodic parameter on its patch edge whose gradient points out of the patch is
-///     held, and the step runs along that edge: first a one-dimensional search over the edge
-///     (`mlMinimiser` on an `mlLineOnFunction2`), then Newton steps along it. Both parameters
-///     held: the corner is the minimum.
-///  2. Otherwise the first strategy that lowers the value is taken: the tangent-plane
-///     (Gauss-Newton) step of the vector minimiser, the Newton step, a Polak-Ribiere line step,
-///     a steepest-descent line step. Full steps leaving the patch are shortened to its edge;
-///     line steps stay inside it; periodic parameters are wrapped back into the patch.
-///  3. A Newton step shorter than the parameter tolerance ends the iteration (a tangent-plane
-///     step that short hands the decision to the Newton step).
-///
-/// Where this goes beyond "first that lowers the value", it does so for the quality of the
-/// result, and each member below says how:
-///  - the tangent-plane step is taken at once only when the value falls as its linear model
-///    predicts (within 10%: it then shrinks the distance at least ten-fold); otherwise the
-///    Newton step comes first, then the tangent-plane point (after a search along it when the
-///    value fell far more or far less than predicted);
-///  - a Newton step may raise the value by rounding (64 ulps of |f|), or by up to 1e-10 |f| when
-///    the gradient shrinks: near a minimum of large value the values stop resolving the step;
-///  - a one-dimensional search compares values too, so on an edge Newton steps along it
-///    finish the point;
-///  - before an edge minimum is reported, the line parallel to the edge 1e-3 of the patch width
-///    inside it is searched: a collapsed edge (a sphere's pole) looks like a minimum from each
-///    of its points;
-///  - at a point of zero gradient, or where steepest descent fails, a direction of negative
-///    curvature leaves a saddle.
+/// `minimise` clamps (or wraps) the start into the patch, evaluates it, and runs passes until
+/// one decides the state or the budget of passes runs out (`mlMinimiser2MaxIterations`). Each
+/// pass, at the current point with value f and gradient g (analytic when offered, else central
+/// differences with steps of 1e-5 of the patch width, turned one-sided near a bound; the
+/// Hessian, when a step needs it, analytic or by second differences with steps of 1e-4 of the
+/// width about a centre moved inside the patch), tries in order:
+///  1. Corner. A non-periodic parameter exactly on a bound with -g pointing out of the patch
+///     there is held; both held: `mlMinimiser2AtCorner`.
+///  2. Edge, one parameter held:
+///     a. the edge search: `mlMinimiser`, using the sign of the derivative, along the edge over
+///        the free parameter's range (the period centred on it, when periodic) to the tolerance;
+///        a lower value is taken. Once it has converged or found nothing lower, the next passes
+///        skip it for as long as each moves the point along this edge;
+///     b. otherwise Newton along the edge, -g_free / h_free when h_free > 0, clamped (wrapped)
+///        into the patch: converged when no longer than the Newton threshold (4b; the point
+///        still moves when the value rises by no more than 1e-10 |f|), else taken by the
+///        model-step rule (4b);
+///     c. when neither moved the point (a converged Newton step included), the inside probe: a
+///        values-only search of the line parallel to the edge 1e-3 of the held parameter's
+///        patch width inside it (1e-3 max(1, |x|) at an open side), to the larger of the
+///        tolerance and 1e-4 of the range; a lower value is taken. A collapsed edge (a sphere's
+///        pole) looks like a minimum from each of its points;
+///     d. otherwise `mlMinimiser2OnEdge`.
+///  3. Zero gradient (both components exactly 0): the negative-curvature escape (4f); when it
+///     finds nothing, `mlMinimiser2NoProgress` if the Hessian has a negative eigenvalue (a
+///     saddle that could not be left), else `mlMinimiser2Converged`.
+///  4. Otherwise the first of these that decides:
+///     a. the tangent-plane step (vector minimiser only): the Gauss-Newton step solving
+///        (J^T J) d = -J^T F, not applicable when det(J^T J) <= 1e-12 of the product of its
+///        diagonal. No longer than the tolerance, it is "short" and goes on to b. Otherwise it is
+///        shortened to the patch and taken when the value falls as its linear model predicts
+///        (-(2 d.J^T F + |J d|^2)) within 10%: the distance then shrinks at least ten-fold. A
+///        lower value outside the 10% becomes the candidate (c), with its direction when it
+///        fell by more than twice or less than a quarter of the prediction;
+///     b. the Newton step -H^-1 g when H is positive definite, shortened to the patch. Converged
+///        when the unshortened step is no longer than the Newton threshold: the tolerance, or
+///        with difference gradients the larger of it and 16 eps |f| / (1e-5 of the narrower
+///        patch width) over the lowest curvature (their noise); the point still moves when the
+///        value rises by no more than 1e-10 |f|. Otherwise the model-step rule takes it when
+///        the value rises by no more than 64 eps |f|, or by no more than 1e-10 |f| while the
+///        gradient at the new point (on an edge its free component) is shorter: near a minimum
+///        of large value the values stop resolving the step;
+///     c. the candidate of a: with a direction, the line along it is searched first and its
+///        point kept when no higher than the candidate; otherwise the candidate is taken;
+///     d. a short tangent-plane step with nothing from b and c: `mlMinimiser2Converged`;
+///     e. the Polak-Ribiere line step, only right after a steepest-descent line step (so every
+///        second pass at most): -g + beta d_prev with beta = g.(g - g_prev) / |g_prev|^2 > 0,
+///        when it descends;
+///     f. the steepest-descent line step along -g; when it finds nothing lower, the
+///        negative-curvature escape: if the Hessian's lowest eigenvalue is negative, line steps
+///        along its eigenvector, then the opposite sense;
+///     g. otherwise `mlMinimiser2NoProgress`.
+/// A line step searches values only with `mlMinimiser` from the point forward to where the
+/// line leaves the patch (a periodic parameter half a period either way), to the larger of the
+/// tolerance and 1e-4 of that length, and is taken when the value is strictly lower. A full step
+/// leaving the patch is shortened to the boundary, the coordinate that limits it exactly on its
+/// bound; periodic parameters are wrapped back into the patch.
 ///
 /// Nothing here throws or logs; nothing carries over between calls of `minimise` but the
 /// settings.
@@ -87,7 +117,7 @@ class PASKOSDA_EXPORT mlBaseMinimiser2 {
   /// absolute 1e-10 when a side of the patch is open.
   void set_tolerance(double parameter_tolerance) noexcept;
   /// The iteration budget of `minimise` (100 by default; 0 or less evaluates the start only).
-  void set_max_iterations(int n) noexcept { max_iterations_ = n; }
+  void set_max_iterations(int n) noexcept { settings_.max_iterations = n; }
 
   /// Minimises from (u, v), first clamped (wrapped, for a periodic parameter) into the patch
   /// (a NaN start becomes the patch's point nearest 0, an infinite periodic one the period's
@@ -97,15 +127,15 @@ class PASKOSDA_EXPORT mlBaseMinimiser2 {
   mlMinimiser2State minimise(double& u, double& v);
 
   /// The function's value at the point of the last `minimise` (-DBL_MAX before the first).
-  double minimum_value() const noexcept { return minimum_value_; }
+  double minimum_value() const noexcept { return counters_.minimum_value; }
   /// The iterations of the last `minimise`: each step taken, and the final pass that decided
   /// the state.
-  int iterations() const noexcept { return iterations_; }
+  int iterations() const noexcept { return counters_.iterations; }
   /// The calls made to the user's function object by the last `minimise`: values, analytic
   /// derivatives and Jacobians alike, those of the finite differences and of the
   /// one-dimensional searches included. Each iteration runs at most five one-dimensional
   /// searches of at most 100 passes each, so the count is bounded by the iteration budget.
-  int evaluations() const noexcept { return evaluations_; }
+  int evaluations() const noexcept { return counters_.evaluations; }
   /// The parameter tolerance `minimise` uses with the present settings.
   double tolerance() const noexcept;
 
@@ -174,7 +204,7 @@ class PASKOSDA_EXPORT mlBaseMinimiser2 {
   /// along it to be searched first; the search's point is taken when it is no higher.
   void offer_candidate(double u, double v, double f, double du, double dv) noexcept;
   /// Adds one call of the user's function to the count.
-  void count_evaluation() const noexcept { ++evaluations_; }
+  void count_evaluation() const noexcept { ++counters_.evaluations; }
 
   // The current point, its value and gradient, valid during `minimise`.
   double u_ = 0.0;      ///< The current u.
@@ -187,9 +217,85 @@ class PASKOSDA_EXPORT mlBaseMinimiser2 {
  private:
   class PatchFunction;
   class LineSearch;
+  class EdgeLine;
 
-  // One iteration: the final state, or -1 to go on.
-  int iterate();
+  // How a pass of the iteration ends: with the state `minimise` reports (the same values), or
+  // going on to the next pass.
+  enum class Pass {
+    Converged = mlMinimiser2Converged,
+    OnEdge = mlMinimiser2OnEdge,
+    AtCorner = mlMinimiser2AtCorner,
+    NoProgress = mlMinimiser2NoProgress,
+    Continue
+  };
+
+  // The patch as set: -DBL_MAX and DBL_MAX mark open sides.
+  struct Patch {
+    double lo[2] = {-DBL_MAX, -DBL_MAX};
+    double hi[2] = {DBL_MAX, DBL_MAX};
+    bool periodic[2] = {false, false};
+  };
+  // The settings other than the patch.
+  struct Settings {
+    double user_tolerance = 0.0;  // 0 asks for the default tolerance
+    int max_iterations = 100;
+  };
+  // What the last `minimise` reports besides the point and the state.
+  struct Counters {
+    double minimum_value = -DBL_MAX;
+    int iterations = 0;
+    // Counted by the const evaluations.
+    mutable int evaluations = 0;
+  };
+  // What is known of the derivatives, per `minimise`.
+  struct Derivatives {
+    // Which derivative orders the function offers (-1 unknown, 0 no, 1 yes), found out by the
+    // const derivative queries.
+    mutable int offered[3] = {-1, -1, -1};
+    // Whether gu_ and gv_ belong to the current point.
+    bool gradient_ready = false;
+  };
+  // The Hessian at the current point, computed at most once per pass.
+  struct Hessian {
+    bool ready = false;
+    double uu = 0.0;
+    double uv = 0.0;
+    double vv = 0.0;
+  };
+  // What the steps carry from one pass to the next.
+  struct StepMemory {
+    // Polak-Ribiere needs a steepest-descent line step of the previous pass: `conjugate_ready`
+    // is set by it, `conjugate_available` is what the present pass found.
+    bool conjugate_ready = false;
+    bool conjugate_available = false;
+    double gu_prev = 0.0;
+    double gv_prev = 0.0;
+    double du_prev = 0.0;
+    double dv_prev = 0.0;
+    // The held axis + 1 whose edge search converged in an earlier pass, else 0.
+    int edge_done = 0;
+  };
+  // A lower point offered during this pass, with the direction to search first (or 0, 0).
+  struct Candidate {
+    bool offered = false;
+    double u = 0.0;
+    double v = 0.0;
+    double f = 0.0;
+    double du = 0.0;
+    double dv = 0.0;
+  };
+
+  // One pass: the state it decides, or Continue.
+  Pass iterate();
+  // The phases of a pass: its per-pass state and gradient; then one of the edge, the zero
+  // gradient, or the descent cascade.
+  void start_pass();
+  Pass pass_on_edge(int axis);
+  Pass pass_at_zero_gradient();
+  Pass pass_by_descent();
+  // Moves to the offered candidate, or to the point of the search along its direction when
+  // that is no higher.
+  void take_candidate();
   // The partial derivative of orders (i, j) at a patch point: analytic when offered, else
   // central differences.
   double derivative(int i, int j, double u, double v) const;
@@ -205,6 +311,13 @@ class PASKOSDA_EXPORT mlBaseMinimiser2 {
   double width(int axis) const noexcept;
   double difference_scale(int axis) const noexcept;
   Step line_step(double du, double dv);
+  // The window of a line step through x: the patch, a periodic coordinate half a period
+  // either way.
+  void line_window(const double x[2], double low[2], double high[2]) const noexcept;
+  // The point y at parameter t of the line x + t d in that window; returns whether a
+  // coordinate was moved off the line onto the bound that ends it (at t = t_hi).
+  bool line_point(double t, double t_hi, const double d[2], const double x[2], const double low[2],
+                  const double high[2], double y[2]) const noexcept;
   // A Newton step along the free coordinate of an edge already searched.
   Step edge_newton_step(int free);
   // Takes a Newton step to (u, v) with value f when the value does not rise beyond rounding,
@@ -213,44 +326,15 @@ class PASKOSDA_EXPORT mlBaseMinimiser2 {
   bool take_model_step(double u, double v, double f, int axis);
   // The Newton step length below which the iteration has converged, for the given curvature.
   double newton_threshold(double curvature) const noexcept;
-  // Sets the window of a line along the free coordinate and the range to search it over.
-  void along_edge(int free, mlLineOnFunction2& line, double& low, double& high) const noexcept;
   Step inside_probe(int axis);
 
-  double lo_[2] = {-DBL_MAX, -DBL_MAX};
-  double hi_[2] = {DBL_MAX, DBL_MAX};
-  bool periodic_[2] = {false, false};
-  double user_tolerance_ = 0.0;
-  int max_iterations_ = 100;
-
-  double minimum_value_ = -DBL_MAX;
-  int iterations_ = 0;
-  mutable int evaluations_ = 0;
-
-  // Per `minimise`: which derivative orders the function offers (-1 unknown, 0 no, 1 yes).
-  mutable int offered_[3] = {-1, -1, -1};
-  // Whether gu_, gv_ and the Hessian belong to the current point.
-  bool gradient_ready_ = false;
-  bool hessian_ready_ = false;
-  double huu_ = 0.0;
-  double huv_ = 0.0;
-  double hvv_ = 0.0;
-  // Polak-Ribiere memory: set by a steepest-descent line step of the previous iteration.
-  bool conjugate_ready_ = false;
-  bool conjugate_available_ = false;
-  double gu_prev_ = 0.0;
-  double gv_prev_ = 0.0;
-  double du_prev_ = 0.0;
-  double dv_prev_ = 0.0;
-  // A lower point offered during this iteration.
-  bool candidate_ = false;
-  double candidate_u_ = 0.0;
-  double candidate_v_ = 0.0;
-  double candidate_f_ = 0.0;
-  double candidate_du_ = 0.0;
-  double candidate_dv_ = 0.0;
-  // The held axis + 1 whose edge search converged in an earlier iteration, else 0.
-  int edge_done_ = 0;
+  Patch patch_;
+  Settings settings_;
+  Counters counters_;
+  Derivatives derivatives_;
+  Hessian hessian_;
+  StepMemory steps_;
+  Candidate candidate_;
 };
 
 /// Minimises a scalar function f(u, v) over a patch, by default f's own domain. Uses f's
@@ -274,7 +358,7 @@ class PASKOSDA_EXPORT mlMinimiser2 : public mlBaseMinimiser2 {
   double partial(int i, int j, double u, double v) const override;
 
  private:
-  const mlFunction2* function_;
+  const mlFunction2* function_ = nullptr;
 };
 
 /// Minimises the length |F(u, v)| of a vector function of two variables (an `mlFunctionN` with
@@ -311,8 +395,20 @@ class PASKOSDA_EXPORT mlVectorMinimiser2 : public mlBaseMinimiser2 {
  private:
   // F and J at (u, v), kept for the last point asked.
   void ensure_jacobian(double u, double v) const;
+  // J^T J = [[a, b], [b, c]] and J^T F = (r0, r1) at the point of the Jacobian, summed row by
+  // row.
+  struct NormalEquations {
+    double a = 0.0;
+    double b = 0.0;
+    double c = 0.0;
+    double r0 = 0.0;
+    double r1 = 0.0;
+  };
+  NormalEquations normal_equations() const;
+  // The fall of |F|^2 that the linear model predicts for the step (du, dv).
+  double predicted_fall(double du, double dv, const NormalEquations& s) const;
 
-  const mlFunctionN* function_;
+  const mlFunctionN* function_ = nullptr;
   mlSquaredLengthFunc2 length_;
   mutable mlVector argument_;
   mutable mlVector residual_;

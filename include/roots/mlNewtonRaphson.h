@@ -41,7 +41,7 @@ class PASKOSDA_EXPORT mlNewtonRaphson {
   /// ok = 1 when the best residual is within the tolerance (status mlNRConverged), else 0,
   /// with the reason in status(). A step that made things worse stays in the working point
   /// only.
-  void solve(const mlFunctionN& f, mlVector& x, double tol, int& ok) noexcept;
+  void solve(const mlFunctionN& f, mlVector& x, double tol, int& ok);
 
   /// The outcome of the last solve.
   mlNRStatus status() const noexcept { return status_; }

@@ -13,35 +13,48 @@
 /// operations are static; they do not allocate for degrees up to 64 and are deterministic (no
 /// random starts), so the same input gives the same bits.
 ///
-/// How roots are found: Laguerre's method with deflation gives every complex root. The real
-/// ones, the real parts of near-real ones (|Im z| <= 0.01·|z|, where rounded multiple roots
-/// land) and the mean of each cluster of them are polished by Newton's method and, where p
-/// changes sign, by a safeguarded Newton iteration inside a sign-change bracket. A sign is
-/// trusted only where |p| exceeds the running rounding-error bound of Horner's rule; points
-/// where it does not are rounding noise, as good as a root. A candidate without a sign change
-/// around it (an even-multiplicity root) is moved to the nearby root of the derivative and
-/// kept only when |p| there is below both the rounding bound 64·eps·degree·Σ|c_i||t|^i and
-/// degree times the running error bound. Roots closer than 1e-10·max(1, |t|), or with only
-/// rounding noise between them, are one root. Finally every trusted sign change of p between
-/// neighbouring roots, or between a range end and the nearest root, that no root explains is
-/// resolved by bisection, so no root is lost where p changes sign.
+/// Method: Laguerre's method with deflation gives every complex root; the real ones, the real
+/// parts of near-real ones (|Im z| <= 0.01·|z|, where rounded multiple roots land) and the mean
+/// of each cluster of them are candidates, each polished by Newton's method and, where p
+/// changes sign, inside a bracket of opposite signs. Degrees 1 and 2 (after the root 0 is
+/// divided out) use the closed forms, -c0/c1 and the stable quadratic formula.
 ///
-/// Choices: the polynomial is first scaled by powers of two (coefficients and variable, both
-/// exact), so coefficients from 1e-30 to 1e30 and roots from 1e-8 to 1e8 are handled alike.
-/// A root lying beyond a range end by no more than rounding (|p(end)| below the bound) is
-/// reported as the end itself. A non-finite coefficient gives no roots. Multiple roots of
-/// exactly represented polynomials are reported once; a multiple root whose coefficients were
-/// rounded is reported as the rounded polynomial has it: once while its roots lie in each
-/// other's rounding noise, as distinct roots where double evaluation tells them apart.
+/// Contract of the real roots:
+/// - Trust: the sign of p at a point is trusted only where |p| exceeds the running rounding
+///   error bound of Horner's rule there; elsewhere p is rounding noise. A root with a trusted
+///   sign change lies in a bracket whose ends have trusted opposite signs, and is the point of
+///   it where p is noise or, failing that, the end with the smaller |p| once the bracket is down
+///   to a few ulps. A root without a sign change (even multiplicity) is reported only where
+///   |p(t)| <= 64·eps·d·Σ|c_i||t|^i and |p(t)| <= d times the running bound.
+/// - Multiple roots are reported once when the coefficients are exact. A multiple root whose
+///   coefficients were rounded is reported as the rounded polynomial has it: once while its
+///   roots lie in each other's rounding noise, as distinct roots where double evaluation tells
+///   them apart.
+/// - Close roots are one root when closer than 1e-10·max(1, |t|), when p at their midpoint is
+///   noise, or when they share one flat region of an even-multiplicity root; the member with
+///   the smallest |p| is reported. So distinct roots that double evaluation cannot separate
+///   come back as one.
+/// - No real roots gives 0. A minimum of |p| that only reaches rounding noise (two complex
+///   roots within rounding of the axis) meets the bound above and is reported as a double root.
+/// - Lost roots: the trusted signs beside neighbouring roots, and at a range end and beside the
+///   root nearest it, are compared before returning; a sign change that no root explains is
+///   resolved by bisection. A lost pair of roots leaves no sign change and is not looked for.
+/// - Range ends: [lower, upper] is closed and its limits may be infinite; a root on a limit is
+///   included, and a root beyond a limit by no more than rounding (|p(limit)| within the bound
+///   above) is reported as the limit itself.
+/// - Scale: the polynomial is first scaled by powers of two (coefficients and variable, both
+///   exact), so coefficients from 1e-30 to 1e30 and roots from 1e-8 to 1e8 are handled alike.
+///   Trailing zero coefficients are the exact root 0, which absorbs roots closer to it than
+///   1e-10.
 class PASKOSDA_EXPORT mlPolynomialSolver {
  public:
   mlPolynomialSolver() = delete;
 
   /// The distinct real roots t with lower <= t <= upper, ascending, written to roots (room
   /// for `degree` values); returns their number. Returns 0 when `limits_good` fails (checked
-  /// first) or a coefficient is not finite, and -1 (mlRootsEverywhere) when every coefficient
-  /// is 0. Infinite limits are allowed. Leading zero coefficients lower the degree; trailing
-  /// ones are the root 0, reported once.
+  /// first), a coefficient is not finite or a workspace for a degree above 64 cannot be had,
+  /// and -1 (mlRootsEverywhere) when every coefficient is 0. Infinite limits are allowed. Leading
+  /// zero coefficients lower the degree; trailing ones are the root 0, reported once.
   static int solve_polynomial(int degree, const double* c, double lower, double upper,
                               double* roots) noexcept;
   /// The distinct real roots on the whole real line, ascending (room for `degree` values);
@@ -68,10 +81,10 @@ class PASKOSDA_EXPORT mlPolynomialSolver {
   /// before are written all the same).
   static int zerpol(int degree, const double* c, double* re, double* im) noexcept;
   /// Laguerre's iteration for one root of the complex polynomial a[0 ... degree] from x.
-  /// Converged (returns 1) when |p(x)| is within the rounding of its own evaluation or the
-  /// step no longer changes x; every tenth step is shortened to break limit cycles. Returns 0
-  /// when 100 iterations ran out (or degree < 1); x holds the last iterate and `iterations`
-  /// the number of iterations done.
+  /// Converged (returns 1) when |p(x)| is within the rounding of its own evaluation, or the
+  /// step no longer changes x or is below 2^-26·|x| (x then takes it); every tenth step is
+  /// shortened to break limit cycles. Returns 0 when 100 iterations ran out (or degree < 1); x
+  /// holds the last iterate and `iterations` the number of iterations done.
   static int laguer(int degree, const std::complex<double>* a, std::complex<double>& x,
                     int& iterations) noexcept;
   /// The bracket keeper of the root polishing: [a, b] holds a sign change (fa, fb of

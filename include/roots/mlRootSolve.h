@@ -46,19 +46,18 @@ class PASKOSDA_EXPORT mlRootSolve {
   /// would leave again. Converged (ok = 1) when f = 0 or the step is below tol. A zero
   /// derivative fails with the point DBL_MAX; running out of max_iter iterations fails with
   /// the last point.
-  static double newton_raphson(const mlFunction& f, double x, double tol, int& ok,
-                               int max_iter) noexcept;
+  static double newton_raphson(const mlFunction& f, double x, double tol, int& ok, int max_iter);
   /// Newton's method safeguarded by the bracket [a, b] (a < b expected, the signs of f(a) and
   /// f(b) not checked): an end within tol of a root is returned at once; a Newton point that
   /// leaves the bracket's sign pattern, or a derivative below tol, is replaced by a
   /// false-position move that narrows the bracket. ok = 0 only when max_iter runs out.
   static double newton_raphson(const mlFunction& f, double a, double b, double tol, int& ok,
-                               int max_iter) noexcept;
+                               int max_iter);
   /// False position on [a, b], Illinois variant (the value kept at the end that stays is
   /// halved when the same end is kept twice). Stops at f = 0 or |b - a| <= tol; ok is 1 when
   /// the bracket finally is that narrow, else 0.
   static double regula_falsi(const mlFunction& f, double a, double b, double tol, int& ok,
-                             int max_iter) noexcept;
+                             int max_iter);
 };
 
 #endif  // PASKOSDA_ROOTS_MLROOTSOLVE_H

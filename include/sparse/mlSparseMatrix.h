@@ -53,7 +53,7 @@ class mlSparseRowcoDynArrPrgcoPrg {
   mutable std::unique_ptr<mlSparseRow> row_;
 };
 
-static_assert(sizeof(mlSparseRowcoDynArrPrgcoPrg) == sizeof(mlSparseRow*),
+static_assert(sizeof(mlSparseRowcoDynArrPrgcoPrg) == sizeof(void*),
               "a row owner is a single pointer");
 static_assert(!paskosda_detail::copies_bitwise<mlSparseRowcoDynArrPrgcoPrg>,
               "arrays of row owners copy their elements by assignment (moving ownership)");

@@ -172,8 +172,8 @@ class PASKOSDA_EXPORT mlSparseRow : public mlSparseElementcoDynArr {
   // or the buffer. There `make_room` does what `append_element` does, and `close` takes the
   // elements written up to `next` into the row.
   struct Cursor {
-    mlSparseElement* next;
-    mlSparseElement* end;
+    mlSparseElement* next = nullptr;
+    mlSparseElement* end = nullptr;
   };
   Cursor cursor() noexcept {
     const int room = used_ <= reserved_ && reserved_ < allocated_ ? reserved_ : allocated_;

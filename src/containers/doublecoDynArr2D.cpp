@@ -46,7 +46,7 @@ int doublecoDynArr2D::reserve(int rows, int cols) noexcept {
   const std::int64_t capacity = i_capacity * j_capacity;
   if (capacity > INT_MAX) return 0;
   // A shape with no elements needs no storage, only its capacities recorded.
-  double* buffer = paskosda_detail::allocate_elements<double>(static_cast<int>(capacity));
+  auto* buffer = paskosda_detail::allocate_elements<double>(static_cast<int>(capacity));
   if (buffer == nullptr && capacity > 0) return 0;
   for (int i = 0; i < i_size_; ++i) {
     std::copy(row(i), row(i) + j_size_, buffer + i * j_capacity);

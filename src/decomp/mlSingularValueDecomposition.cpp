@@ -105,8 +105,8 @@ class ColumnView {
   std::ptrdiff_t ld() const noexcept { return ld_; }
 
  private:
-  double* data_;
-  std::ptrdiff_t ld_;
+  double* data_ = nullptr;
+  std::ptrdiff_t ld_ = 0;
 };
 
 // The n by n matrix at a, transposed in place, a tile against its mirror at a time so that
@@ -129,6 +129,341 @@ void transpose_square(double* a, int n) noexcept {
   }
 }
 
+// The phases of dsvdc before the QR iteration, on the n by p matrix x and what it turns into
+// (see dsvdc); each phase keeps DSVDC's operations and their order.
+struct Reduction {
+  const ColumnView& x;
+  const ColumnView& u;
+  const ColumnView& v;
+  mlFortranVector& s;
+  mlFortranVector& e;
+  mlFortranVector& work;
+  int n = 0, p = 0;
+  int ncu = 0;  // the columns of u computed
+  bool wantu = false, wantv = false;
+  int nct = 0, nrt = 0;  // the column and row reflections
+
+  // Householder reduction to upper bidiagonal form: diagonal in s, superdiagonal in e. The row
+  // reflection of step l (on rows l + 1 ... n of columns l + 1 ... p) is made as step l + 1
+  // reaches each column, just before that column's own reflection: every element still takes
+  // the row update first, and its factor -e(j) / e(l + 1) is formed before step l + 1 writes
+  // e(j). The pivot column takes it here (its norm comes next), the others in
+  // svd_reduce_columns, which goes through each column once for both reflections.
+  void bidiagonalise() noexcept {
+    const int lu = utMath::max(nct, nrt);
+    // The row reflection still to be made: its divisor e(l + 1), and work(l + 1 ... n).
+    bool pending = false;
+    double divisor = 0.0;
+    for (int l = 1; l <= lu; ++l) {
+      const int lp1 = l + 1;
+      const double* row_work = pending ? &work(l) : nullptr;
+      if (pending) daxpy(n - l + 1, -e(l) / divisor, row_work, &x(l, l));
+      pending = false;
+      if (l <= nct) reflect_column(l);
+      if (p >= lp1) {
+        const double* h = l <= nct && s(l) != 0.0 ? &x(l, l) : nullptr;
+        paskosda_detail::svd_reduce_columns(n - l + 1, p - l, &x(l, lp1), x.ld(), &e(lp1), divisor,
+                                            row_work, h);
+      }
+      if (wantu && l <= nct && x.data() != u.data()) {
+        for (int i = l; i <= n; ++i)
+          u(i, l) = x(i, l);
+      }
+      if (l <= nrt) {
+        reflect_row(l);
+        if (lp1 <= n && e(l) != 0.0) {
+          paskosda_detail::svd_row_products(n - l, p - l, &x(lp1, lp1), x.ld(), &e(lp1),
+                                            &work(lp1));
+          pending = true;
+          divisor = e(lp1);
+        }
+        if (wantv) {
+          for (int i = lp1; i <= p; ++i)
+            v(i, l) = e(i);
+        }
+      }
+    }
+    // A row reflection in the last step (p = n + 1) reaches columns no step follows.
+    if (pending) {
+      for (int j = lu + 1; j <= p; ++j)
+        daxpy(n - lu, -e(j) / divisor, &work(lu + 1), &x(lu + 1, j));
+    }
+  }
+
+  // Step l's column reflection: x(l ... n, l) becomes its Householder vector and s(l) the
+  // negated norm, flushed and signed like x(l, l) (a zero norm leaves the column as it is).
+  void reflect_column(int l) noexcept {
+    s(l) = flush(dnrm2(n - l + 1, &x(l, l)));
+    if (s(l) != 0.0) {
+      x(l, l) = flush(x(l, l));
+      if (x(l, l) != 0.0) s(l) = dsign(s(l), x(l, l));
+      dscal(n - l + 1, 1.0 / s(l), &x(l, l));
+      x(l, l) = 1.0 + x(l, l);
+    }
+    s(l) = -s(l);
+  }
+
+  // Step l's row reflection: e(l + 1 ... p) becomes its Householder vector and e(l) the
+  // negated norm, flushed and signed like e(l + 1), which is not flushed.
+  void reflect_row(int l) noexcept {
+    const int lp1 = l + 1;
+    e(l) = flush(dnrm2(p - l, &e(lp1)));
+    if (e(l) != 0.0) {
+      if (e(lp1) != 0.0) e(l) = dsign(e(l), e(lp1));
+      dscal(p - l, 1.0 / e(l), &e(lp1));
+      e(lp1) = 1.0 + e(lp1);
+    }
+    e(l) = -e(l);
+  }
+
+  // The elements of the final bidiagonal matrix no reflection produced. Returns its order.
+  int close_bidiagonal() noexcept {
+    const int m = utMath::min(p, n + 1);
+    const int nctp1 = nct + 1;
+    const int nrtp1 = nrt + 1;
+    // Without columns (n = 0) the classical step would address s(0), x(0, 0): skipped, as
+    // s(m) = 0 below covers that value.
+    if (nct < p && nctp1 >= 1) s(nctp1) = x(nctp1, nctp1);
+    if (n < m) s(m) = 0.0;
+    if (nrtp1 < m) e(nrtp1) = x(nrtp1, m);
+    // Without rows (p = 0) there is no e(0) to clear.
+    if (m >= 1) e(m) = 0.0;
+    return m;
+  }
+
+  // The vectors from the Householder vectors left in u and v, as DSVDC builds them: columns
+  // past the reflections start as unit vectors; from the last reflection back to the first,
+  // each is applied to the columns right of its own, whose column then becomes the negated
+  // Householder vector plus the unit vector (u), or the unit vector (v, or a zero s(l)).
+  // svd_accumulate keeps every column's operations and their order (dscal's -1.0 a product).
+  void generate_vectors() noexcept {
+    const int nsteps = utMath::max(nct, 0);
+    if (wantu) {
+      paskosda_detail::svd_accumulate(u.data(), n, u.ld(), ncu, nsteps, 0,
+                                      nsteps > 0 ? &s(1) : nullptr, nsteps, true, -1.0);
+    }
+    if (wantv && p > 0)
+      paskosda_detail::svd_accumulate(v.data(), p, v.ld(), p, p, 1, &e(1), nrt, false, -1.0);
+  }
+};
+
+// The kinds of pass of the QR iteration, l being the first row of the pass (DSVDC's kase 1
+// to 4, in order).
+enum class PassKind {
+  kDeflate,   // s(m) negligible, and e(l - 1), l < m
+  kSplit,     // s(l - 1) negligible, l <= m
+  kQrStep,    // e(l - 1) negligible, l < m, s(l) ... s(m) not
+  kConverged  // e(m - 1) negligible, l = m
+};
+
+// Implicitly shifted QR sweeps on the bidiagonal matrix (s, e) of order mm. The rotations,
+// sign changes and exchanges of the vectors' columns never feed back into s and e: they are
+// recorded in their order and applied in batches (SvdColumnOps), rows of u and v going through
+// them a block at a time. Columns are numbered from 0 there.
+struct QrSweeps {
+  mlFortranVector& s;
+  mlFortranVector& e;
+  SvdColumnOps& uops;
+  SvdColumnOps& vops;
+  int n = 0, p = 0, mm = 0;
+  bool wantu = false, wantv = false;
+
+  // Passes until every value has converged, or until a value needs more than kMaxIterations
+  // QR steps. Returns 0, or the number of values left then.
+  int iterate() noexcept {
+    int m = mm;
+    int iter = 0;
+    // Passes that deflated or split without a QR step or a convergence in between. Each such
+    // pass leaves an exact zero that the next scan stops at, so with numbers (finite or
+    // infinite) there are fewer than mm in a row. A NaN defeats the scan's exact test, and the
+    // same rotation would then repeat for ever without advancing iter: that is reported as
+    // non-convergence instead.
+    int splits = 0;
+    while (m > 0) {
+      if (iter >= kMaxIterations || splits > mm) return m;
+      int l = 0;
+      switch (classify(m, l)) {
+        case PassKind::kDeflate:
+          deflate(m, l);
+          splits = splits + 1;
+          break;
+        case PassKind::kSplit:
+          split(m, l);
+          splits = splits + 1;
+          break;
+        case PassKind::kQrStep:
+          qr_step(m, l);
+          iter = iter + 1;
+          splits = 0;
+          break;
+        default:
+          converge(l);
+          iter = 0;
+          splits = 0;
+          m = m - 1;
+          break;
+      }
+    }
+    return 0;
+  }
+
+  // The kind of the next pass on rows up to m and its first row l, from two scans upwards
+  // from m, each clearing the element it stops at. The tests are exact: a term is negligible
+  // when adding it changes nothing.
+  PassKind classify(int m, int& l) noexcept {
+    l = m - 1;
+    for (; l > 0; --l) {
+      const double test = std::fabs(s(l)) + std::fabs(s(l + 1));
+      const double ztest = test + std::fabs(e(l));
+      if (ztest == test) {
+        e(l) = 0.0;
+        break;
+      }
+    }
+    PassKind kind = PassKind::kConverged;
+    if (l != m - 1) {
+      int ls = m;
+      for (; ls > l; --ls) {
+        double test = 0.0;
+        if (ls != m) test = test + std::fabs(e(ls));
+        if (ls != l + 1) test = test + std::fabs(e(ls - 1));
+        const double ztest = test + std::fabs(s(ls));
+        if (ztest == test) {
+          s(ls) = 0.0;
+          break;
+        }
+      }
+      if (ls == l) {
+        kind = PassKind::kQrStep;
+      } else if (ls == m) {
+        kind = PassKind::kDeflate;
+      } else {
+        kind = PassKind::kSplit;
+        l = ls;
+      }
+    }
+    l = l + 1;
+    return kind;
+  }
+
+  // A negligible s(m): e(m - 1) is chased into the diagonal by rotations of rows m - 1 down
+  // to l, each repeated on v's columns against column m.
+  void deflate(int m, int l) noexcept {
+    double cs = 0.0;
+    double sn = 0.0;
+    const int mm1 = m - 1;
+    double f = e(m - 1);
+    e(m - 1) = 0.0;
+    // drot(v(:, k), v(:, m)) for k = m - 1 down to l.
+    if (wantv) vops.chain_partner(mm1 - 1, -1, m - 1);
+    for (int k = mm1; k >= l; --k) {
+      double t1 = s(k);
+      drotg(t1, f, cs, sn);
+      s(k) = t1;
+      if (k != l) {
+        f = -sn * e(k - 1);
+        e(k - 1) = cs * e(k - 1);
+      }
+      if (wantv) vops.rotate(cs, sn);
+    }
+  }
+
+  // A negligible s(l - 1): e(l - 1) is chased down the rows l ... m by rotations, each
+  // repeated on u's columns against column l - 1.
+  void split(int m, int l) noexcept {
+    double cs = 0.0;
+    double sn = 0.0;
+    double f = e(l - 1);
+    e(l - 1) = 0.0;
+    // drot(u(:, k), u(:, l - 1)) for k = l ... min(m, n).
+    if (wantu && l <= n) uops.chain_partner(l - 1, 1, l - 2);
+    for (int k = l; k <= m; ++k) {
+      double t1 = s(k);
+      drotg(t1, f, cs, sn);
+      s(k) = t1;
+      f = -sn * e(k);
+      e(k) = cs * e(k);
+      // k = n + 1 arises only when p > n and the values are not finite (the extra zero
+      // value is otherwise deflated first); there is no such column to rotate.
+      if (wantu && k <= n) uops.rotate(cs, sn);
+    }
+  }
+
+  // The first rotation's operands f and g of a QR step on rows l ... m: from s(l), e(l) and
+  // the shift of the trailing 2 by 2 block, on the scale of the largest of the five elements.
+  void shifted_start(int m, int l, double& f, double& g) const noexcept {
+    double scale = std::fabs(s(m));
+    scale = utMath::max(scale, std::fabs(s(m - 1)));
+    scale = utMath::max(scale, std::fabs(e(m - 1)));
+    scale = utMath::max(scale, std::fabs(s(l)));
+    scale = utMath::max(scale, std::fabs(e(l)));
+    const double sm = s(m) / scale;
+    const double smm1 = s(m - 1) / scale;
+    const double emm1 = e(m - 1) / scale;
+    const double sl = s(l) / scale;
+    const double el = e(l) / scale;
+    const double b = ((smm1 + sm) * (smm1 - sm) + emm1 * emm1) * 0.5;
+    const double sm_emm1 = sm * emm1;
+    const double c = flush(sm_emm1 * sm_emm1);
+    double shift = 0.0;
+    if (b != 0.0 || c != 0.0) {
+      shift = std::sqrt(b * b + c);
+      if (b < 0.0) shift = -shift;
+      shift = c / (b + shift);
+    }
+    f = (sl + sm) * (sl - sm) + shift;
+    g = sl * el;
+  }
+
+  // One QR step on rows l ... m: the bulge chased down by pairs of rotations, the first of
+  // each pair repeated on v's columns k, k + 1, the second on u's while k < n.
+  void qr_step(int m, int l) noexcept {
+    double cs = 0.0;
+    double sn = 0.0;
+    double f;
+    double g;
+    shifted_start(m, l, f, g);
+    // drot(v(:, k), v(:, k + 1)) for k = l ... m - 1, and the same on u while k < n.
+    if (wantv) vops.chain_adjacent(l - 1);
+    if (wantu && l < n) uops.chain_adjacent(l - 1);
+    for (int k = l; k <= m - 1; ++k) {
+      drotg(f, g, cs, sn);
+      if (k != l) e(k - 1) = f;
+      f = cs * s(k) + sn * e(k);
+      e(k) = cs * e(k) - sn * s(k);
+      g = sn * s(k + 1);
+      s(k + 1) = cs * s(k + 1);
+      if (wantv) vops.rotate(cs, sn);
+      drotg(f, g, cs, sn);
+      s(k) = f;
+      f = cs * e(k) + sn * s(k + 1);
+      s(k + 1) = -sn * e(k) + cs * s(k + 1);
+      g = sn * e(k + 1);
+      e(k + 1) = cs * e(k + 1);
+      if (wantu && k < n) uops.rotate(cs, sn);
+    }
+    e(m - 1) = f;
+  }
+
+  // Row l's value has converged: made non-negative (v's column negated with it), then moved
+  // down past the larger values below it, the columns of u and v exchanged alike.
+  void converge(int l) noexcept {
+    s(l) = flush(s(l));
+    if (s(l) < 0.0) {
+      s(l) = -s(l);
+      if (wantv) vops.scale(l - 1, -1.0);
+    }
+    while (l != mm && s(l) < s(l + 1)) {
+      const double t = s(l);
+      s(l) = s(l + 1);
+      s(l + 1) = t;
+      if (wantv && l < p) vops.swap_next(l - 1);
+      if (wantu && l < n) uops.swap_next(l - 1);
+      l = l + 1;
+    }
+  }
+};
+
 // The singular value decomposition of the n by p matrix x (destroyed), in the structure of
 // LINPACK's DSVDC. s receives the min(n + 1, p) values, e the superdiagonal left over (p
 // elements), u the left vectors (n by n, or n by min(n, p) when the tens digit of job is 2)
@@ -144,262 +479,111 @@ int dsvdc(const ColumnView& x, int n, int p, mlFortranVector& s, mlFortranVector
   const int ncu = jobu > 1 ? utMath::min(n, p) : n;
   const bool wantu = jobu != 0;
   const bool wantv = job % 10 != 0;
-  const std::ptrdiff_t ldx = x.ld();
-  const std::ptrdiff_t ldu = u.ld();
-  const std::ptrdiff_t ldv = v.ld();
-
-  // Householder reduction to upper bidiagonal form: diagonal in s, superdiagonal in e. The row
-  // reflection of step l (on rows l + 1 ... n of columns l + 1 ... p) is made as step l + 1
-  // reaches each column, just before that column's own reflection: every element still takes
-  // the row update first, and its factor -e(j) / e(l + 1) is formed before step l + 1 writes
-  // e(j). The pivot column takes it here (its norm comes next), the others in
-  // svd_reduce_columns, which goes through each column once for both reflections.
   const int nct = utMath::min(n - 1, p);
   const int nrt = utMath::max(0, utMath::min(p - 2, n));
-  const int lu = utMath::max(nct, nrt);
-  // The row reflection still to be made: its divisor e(l + 1), and work(l + 1 ... n).
-  bool pending = false;
-  double divisor = 0.0;
-  for (int l = 1; l <= lu; ++l) {
-    const int lp1 = l + 1;
-    const double* row_work = pending ? &work(l) : nullptr;
-    if (pending) daxpy(n - l + 1, -e(l) / divisor, row_work, &x(l, l));
-    pending = false;
-    if (l <= nct) {
-      s(l) = flush(dnrm2(n - l + 1, &x(l, l)));
-      if (s(l) != 0.0) {
-        x(l, l) = flush(x(l, l));
-        if (x(l, l) != 0.0) s(l) = dsign(s(l), x(l, l));
-        dscal(n - l + 1, 1.0 / s(l), &x(l, l));
-        x(l, l) = 1.0 + x(l, l);
-      }
-      s(l) = -s(l);
-    }
-    if (p >= lp1) {
-      const double* h = l <= nct && s(l) != 0.0 ? &x(l, l) : nullptr;
-      paskosda_detail::svd_reduce_columns(n - l + 1, p - l, &x(l, lp1), ldx, &e(lp1), divisor,
-                                          row_work, h);
-    }
-    if (wantu && l <= nct && x.data() != u.data()) {
-      for (int i = l; i <= n; ++i)
-        u(i, l) = x(i, l);
-    }
-    if (l <= nrt) {
-      e(l) = flush(dnrm2(p - l, &e(lp1)));
-      if (e(l) != 0.0) {
-        if (e(lp1) != 0.0) e(l) = dsign(e(l), e(lp1));
-        dscal(p - l, 1.0 / e(l), &e(lp1));
-        e(lp1) = 1.0 + e(lp1);
-      }
-      e(l) = -e(l);
-      if (lp1 <= n && e(l) != 0.0) {
-        paskosda_detail::svd_row_products(n - l, p - l, &x(lp1, lp1), ldx, &e(lp1), &work(lp1));
-        pending = true;
-        divisor = e(lp1);
-      }
-      if (wantv) {
-        for (int i = lp1; i <= p; ++i)
-          v(i, l) = e(i);
-      }
-    }
-  }
-  // A row reflection in the last step (p = n + 1) reaches columns no step follows.
-  if (pending) {
-    for (int j = lu + 1; j <= p; ++j)
-      daxpy(n - lu, -e(j) / divisor, &work(lu + 1), &x(lu + 1, j));
-  }
+  Reduction reduction{x, u, v, s, e, work, n, p, ncu, wantu, wantv, nct, nrt};
+  reduction.bidiagonalise();
+  const int m = reduction.close_bidiagonal();
+  reduction.generate_vectors();
 
-  // The final bidiagonal matrix of order m.
-  int m = utMath::min(p, n + 1);
-  const int nctp1 = nct + 1;
-  const int nrtp1 = nrt + 1;
-  // Without columns (n = 0) the classical step would address s(0), x(0, 0): skipped, as
-  // s(m) = 0 below covers that value.
-  if (nct < p && nctp1 >= 1) s(nctp1) = x(nctp1, nctp1);
-  if (n < m) s(m) = 0.0;
-  if (nrtp1 < m) e(nrtp1) = x(nrtp1, m);
-  // Without rows (p = 0) there is no e(0) to clear.
-  if (m >= 1) e(m) = 0.0;
-
-  // The vectors from the Householder vectors left in u and v, as DSVDC builds them: columns
-  // past the reflections start as unit vectors; from the last reflection back to the first,
-  // each is applied to the columns right of its own, whose column then becomes the negated
-  // Householder vector plus the unit vector (u), or the unit vector (v, or a zero s(l)).
-  // svd_accumulate keeps every column's operations and their order (dscal's -1.0 a product).
-  const int nsteps = utMath::max(nct, 0);
-  if (wantu) {
-    paskosda_detail::svd_accumulate(u.data(), n, ldu, ncu, nsteps, 0, nsteps > 0 ? &s(1) : nullptr,
-                                    nsteps, true, -1.0);
-  }
-  if (wantv && p > 0)
-    paskosda_detail::svd_accumulate(v.data(), p, ldv, p, p, 1, &e(1), nrt, false, -1.0);
-
-  // Implicitly shifted QR sweeps on the bidiagonal matrix. The rotations, sign changes and
-  // exchanges of the vectors' columns never feed back into s and e: they are recorded here
-  // in their order and applied in batches (SvdColumnOps), rows of u and v going through them
-  // a block at a time. Columns are numbered from 0 there.
-  SvdColumnOps uops(u.data(), wantu ? n : 0, ldu, wantu ? ncu : 0);
-  SvdColumnOps vops(v.data(), wantv ? p : 0, ldv, wantv ? p : 0);
-  const int mm = m;
-  int iter = 0;
-  // Passes that deflated or split without a QR step or a convergence in between. Each such
-  // pass leaves an exact zero that the next scan stops at, so with numbers (finite or infinite)
-  // there are fewer than mm in a row. A NaN defeats the scan's exact test, and the same
-  // rotation would then repeat for ever without advancing iter: that is reported as
-  // non-convergence instead.
-  int splits = 0;
-  int info = 0;
-  while (m > 0) {
-    if (iter >= kMaxIterations || splits > mm) {
-      info = m;
-      break;
-    }
-    // kase 1: s(m) and e(l-1) negligible, l < m; 2: s(l) negligible, l < m;
-    // 3: e(l-1) negligible, l < m, s(l) ... s(m) not (a QR step); 4: e(m-1) negligible.
-    // The tests are exact: a term is negligible when adding it changes nothing.
-    int l = m - 1;
-    for (; l > 0; --l) {
-      const double test = std::fabs(s(l)) + std::fabs(s(l + 1));
-      const double ztest = test + std::fabs(e(l));
-      if (ztest == test) {
-        e(l) = 0.0;
-        break;
-      }
-    }
-    int kase = 4;
-    if (l != m - 1) {
-      int ls = m;
-      for (; ls > l; --ls) {
-        double test = 0.0;
-        if (ls != m) test = test + std::fabs(e(ls));
-        if (ls != l + 1) test = test + std::fabs(e(ls - 1));
-        const double ztest = test + std::fabs(s(ls));
-        if (ztest == test) {
-          s(ls) = 0.0;
-          break;
-        }
-      }
-      if (ls == l) {
-        kase = 3;
-      } else if (ls == m) {
-        kase = 1;
-      } else {
-        kase = 2;
-        l = ls;
-      }
-    }
-    l = l + 1;
-
-    double cs = 0.0;
-    double sn = 0.0;
-    switch (kase) {
-      case 1: {  // deflate a negligible s(m)
-        const int mm1 = m - 1;
-        double f = e(m - 1);
-        e(m - 1) = 0.0;
-        // drot(v(:, k), v(:, m)) for k = m - 1 down to l.
-        if (wantv) vops.chain_partner(mm1 - 1, -1, m - 1);
-        for (int k = mm1; k >= l; --k) {
-          double t1 = s(k);
-          drotg(t1, f, cs, sn);
-          s(k) = t1;
-          if (k != l) {
-            f = -sn * e(k - 1);
-            e(k - 1) = cs * e(k - 1);
-          }
-          if (wantv) vops.rotate(cs, sn);
-        }
-        splits = splits + 1;
-        break;
-      }
-      case 2: {  // split at a negligible s(l)
-        double f = e(l - 1);
-        e(l - 1) = 0.0;
-        // drot(u(:, k), u(:, l - 1)) for k = l ... min(m, n).
-        if (wantu && l <= n) uops.chain_partner(l - 1, 1, l - 2);
-        for (int k = l; k <= m; ++k) {
-          double t1 = s(k);
-          drotg(t1, f, cs, sn);
-          s(k) = t1;
-          f = -sn * e(k);
-          e(k) = cs * e(k);
-          // k = n + 1 arises only when p > n and the values are not finite (the extra zero
-          // value is otherwise deflated first); there is no such column to rotate.
-          if (wantu && k <= n) uops.rotate(cs, sn);
-        }
-        splits = splits + 1;
-        break;
-      }
-      case 3: {  // one QR step
-        double scale = std::fabs(s(m));
-        scale = utMath::max(scale, std::fabs(s(m - 1)));
-        scale = utMath::max(scale, std::fabs(e(m - 1)));
-        scale = utMath::max(scale, std::fabs(s(l)));
-        scale = utMath::max(scale, std::fabs(e(l)));
-        const double sm = s(m) / scale;
-        const double smm1 = s(m - 1) / scale;
-        const double emm1 = e(m - 1) / scale;
-        const double sl = s(l) / scale;
-        const double el = e(l) / scale;
-        const double b = ((smm1 + sm) * (smm1 - sm) + emm1 * emm1) * 0.5;
-        const double sm_emm1 = sm * emm1;
-        const double c = flush(sm_emm1 * sm_emm1);
-        double shift = 0.0;
-        if (b != 0.0 || c != 0.0) {
-          shift = std::sqrt(b * b + c);
-          if (b < 0.0) shift = -shift;
-          shift = c / (b + shift);
-        }
-        double f = (sl + sm) * (sl - sm) + shift;
-        double g = sl * el;
-        // drot(v(:, k), v(:, k + 1)) for k = l ... m - 1, and the same on u while k < n.
-        if (wantv) vops.chain_adjacent(l - 1);
-        if (wantu && l < n) uops.chain_adjacent(l - 1);
-        for (int k = l; k <= m - 1; ++k) {
-          drotg(f, g, cs, sn);
-          if (k != l) e(k - 1) = f;
-          f = cs * s(k) + sn * e(k);
-          e(k) = cs * e(k) - sn * s(k);
-          g = sn * s(k + 1);
-          s(k + 1) = cs * s(k + 1);
-          if (wantv) vops.rotate(cs, sn);
-          drotg(f, g, cs, sn);
-          s(k) = f;
-          f = cs * e(k) + sn * s(k + 1);
-          s(k + 1) = -sn * e(k) + cs * s(k + 1);
-          g = sn * e(k + 1);
-          e(k + 1) = cs * e(k + 1);
-          if (wantu && k < n) uops.rotate(cs, sn);
-        }
-        e(m - 1) = f;
-        iter = iter + 1;
-        splits = 0;
-        break;
-      }
-      default: {  // convergence
-        s(l) = flush(s(l));
-        if (s(l) < 0.0) {
-          s(l) = -s(l);
-          if (wantv) vops.scale(l - 1, -1.0);
-        }
-        while (l != mm && s(l) < s(l + 1)) {
-          const double t = s(l);
-          s(l) = s(l + 1);
-          s(l + 1) = t;
-          if (wantv && l < p) vops.swap_next(l - 1);
-          if (wantu && l < n) uops.swap_next(l - 1);
-          l = l + 1;
-        }
-        iter = 0;
-        splits = 0;
-        m = m - 1;
-        break;
-      }
-    }
-  }
+  SvdColumnOps uops(u.data(), wantu ? n : 0, u.ld(), wantu ? ncu : 0);
+  SvdColumnOps vops(v.data(), wantv ? p : 0, v.ld(), wantv ? p : 0);
+  QrSweeps sweeps{s, e, uops, vops, n, p, m, wantu, wantv};
+  const int info = sweeps.iterate();
   uops.flush();
   vops.flush();
   return info;
+}
+
+// Where SVD keeps what the kernel works on, for a of m by n and the two jobs. X's left vectors
+// are A's right vectors (n by n, or for the reduced job n rows of min(n, m) columns, the first
+// min(m, n) right vectors), its right vectors A's left ones (m by m). A square set is built
+// column-major in the storage of v or u itself and transposed there at the end; the reduced
+// one has an array of its own. A set not asked for is 1 by 1 and holds 0.0 (the kernel never
+// touches it).
+struct SvdLayout {
+  SvdLayout(const mlMatrix& a, const mlMatrix& u, const mlMatrix& v, int job) noexcept
+      : m(a.rows()),
+        n(a.cols()),
+        k(utMath::min(m, n)),
+        job_u(job % 10),
+        job_v(job / 10),
+        ux_rows(job_v == 0 ? 1 : n),
+        ux_cols(job_v == 0 ? 1 : (job_v == 1 ? n : k)),
+        vx_size(job_u != 0 ? m : 1),
+        // A may be u or v itself; it is then copied before they change.
+        alias(&a == &u || &a == &v),
+        // X is not needed beside the vectors it turns into: its Householder columns are the
+        // start of the left vectors, and the right vectors only ever receive, at step l, rows
+        // below l of column l once X's column l is spent (dsvdc). So it is placed in the left
+        // vectors' array when that has room for it (leading dimension n, m columns or more),
+        // else in the right vectors' (leading dimension m, when m >= n), else in an array of
+        // its own.
+        in_ux(!alias && job_v != 0 && ux_cols >= m),
+        in_vx(!alias && !in_ux && job_u != 0 && m >= n),
+        own_size(in_ux || in_vx ? 0 : std::ptrdiff_t{n} * m),
+        reduced_size(job_v == 2 ? std::ptrdiff_t{n} * k : 0),
+        sx_size(utMath::min(n + 1, m)) {}
+
+  int m = 0, n = 0, k = 0;  // a is m by n, k = min(m, n)
+  int job_u = 0, job_v = 0;
+  int ux_rows = 0, ux_cols = 0, vx_size = 0;         // the shapes of X's left and right vectors
+  bool alias = false, in_ux = false, in_vx = false;  // a is u or v; where X is placed
+  std::ptrdiff_t own_size = 0, reduced_size = 0;
+  int sx_size = 0;
+};
+
+// X = A^T, n by m, column-major, into `to` with leading dimension ld: A's row-major storage,
+// column j of X being row j of A.
+void copy_transposed(const mlMatrix& a, double* to, std::ptrdiff_t ld) noexcept {
+  const int m = a.rows();
+  const int n = a.cols();
+  for (int j = 0; j < m; ++j) {
+    for (int i = 0; i < n; ++i)
+      to[ld * j + i] = a.data()[static_cast<std::ptrdiff_t>(n) * j + i];
+  }
+}
+
+// The views the kernel works on: X, its left vectors (ux) and its right vectors (vx).
+struct SvdViews {
+  ColumnView x;
+  ColumnView ux;
+  ColumnView vx;
+};
+
+// Shapes u and v for the jobs and places X where the layout says, a copy of an aliased a being
+// taken before u and v change. Returns the kernel's views.
+SvdViews place_matrix(const mlMatrix& a, const SvdLayout& layout, double* own, double* reduced,
+                      mlMatrix& u, mlMatrix& v) noexcept {
+  const int n = layout.n;
+  if (layout.alias) copy_transposed(a, own, n);
+  v.become(layout.ux_rows, layout.ux_cols);
+  u.become(layout.vx_size, layout.vx_size);
+  const ColumnView ux(layout.job_v == 2 ? reduced : v.data(), layout.ux_rows);
+  const ColumnView vx(u.data(), layout.vx_size);
+  if (layout.job_v == 0) v(0, 0) = 0.0;
+  if (layout.job_u == 0) u(0, 0) = 0.0;
+  const ColumnView x = layout.in_ux ? ux : layout.in_vx ? vx : ColumnView(own, n);
+  if (!layout.alias) copy_transposed(a, x.data(), x.ld());
+  return SvdViews{x, ux, vx};
+}
+
+// The kernel's results as A's: the values into s, the vector sets transposed (or, reduced,
+// copied) into row-major v and u.
+void store_results(const SvdLayout& layout, const mlFortranVector& sx, const double* reduced,
+                   mlVector& s, mlMatrix& u, mlMatrix& v) noexcept {
+  s.become(mlVectorDim, layout.k);
+  for (int i = 0; i < layout.k; ++i)
+    s[i] = sx(i + 1);
+  if (layout.job_v == 2) {
+    for (int r = 0; r < layout.ux_rows; ++r) {
+      for (int c = 0; c < layout.ux_cols; ++c)
+        v(r, c) = reduced[std::ptrdiff_t{layout.n} * c + r];
+    }
+  } else if (layout.job_v == 1) {
+    transpose_square(v.data(), layout.n);
+  }
+  if (layout.job_u != 0) transpose_square(u.data(), layout.m);
 }
 
 }  // namespace
@@ -428,42 +612,20 @@ mlSingularValueDecomposition& mlSingularValueDecomposition::become(const mlMatri
 
 int mlSingularValueDecomposition::SVD(const mlMatrix& a, mlVector& s, mlMatrix& u, mlMatrix& v,
                                       int job) noexcept {
-  const int m = a.rows();
-  const int n = a.cols();
-  const int job_u = job % 10;
-  const int job_v = job / 10;
-  PASKOSDA_CHECK(job_u >= 0 && job_u <= 1 && job_v >= 0 && job_v <= 2,
+  const SvdLayout layout(a, u, v, job);
+  PASKOSDA_CHECK(layout.job_u >= 0 && layout.job_u <= 1 && layout.job_v >= 0 && layout.job_v <= 2,
                  "mlSingularValueDecomposition::SVD: job %d", job);
+  const int m = layout.m;
+  const int n = layout.n;
 
-  // X's left vectors are A's right vectors (n by n, or for the reduced job n rows of
-  // min(n, m) columns, the first min(m, n) right vectors), its right vectors A's left ones (m
-  // by m). A square set is built column-major in the storage of v or u itself and transposed
-  // there at the end; the reduced one has an array of its own. A set not asked for is 1 by 1
-  // and holds 0.0 (the kernel never touches it).
-  const int k = utMath::min(m, n);
-  const int ux_rows = job_v == 0 ? 1 : n;
-  const int ux_cols = job_v == 0 ? 1 : job_v == 1 ? n : k;
-  const int vx_size = job_u != 0 ? m : 1;
-  // The kernel works on X = A^T, n by m, column-major: A's row-major storage, column j of X
-  // being row j of A. A may be u or v itself; it is then copied before they change.
-  const bool alias = &a == &u || &a == &v;
-  // X is not needed beside the vectors it turns into: its Householder columns are the start of
-  // the left vectors, and the right vectors only ever receive, at step l, rows below l of
-  // column l once X's column l is spent (dsvdc). So it is placed in the left vectors' array
-  // when that has room for it (leading dimension n, m columns or more), else in the right
-  // vectors' (leading dimension m, when m >= n), else in an array of its own.
-  const bool in_ux = !alias && job_v != 0 && ux_cols >= m;
-  const bool in_vx = !alias && !in_ux && job_u != 0 && m >= n;
-  const std::ptrdiff_t own_size = in_ux || in_vx ? 0 : std::ptrdiff_t{n} * m;
-  const std::ptrdiff_t reduced_size = job_v == 2 ? std::ptrdiff_t{n} * k : 0;
-  const int sx_size = utMath::min(n + 1, m);
   // The kernel's vectors s, e and work, X's own array and the reduced left vectors, in memory
   // kept by the thread (one more double: an empty problem still gets some).
-  paskosda_detail::Work memory(std::ptrdiff_t{sx_size} + m + n + own_size + reduced_size + 1);
+  paskosda_detail::Work memory(std::ptrdiff_t{layout.sx_size} + m + n + layout.own_size +
+                               layout.reduced_size + 1);
   double* next = memory.data();
   if (next == nullptr) return 0;
   mlFortranVector sx(next);
-  next += sx_size;
+  next += layout.sx_size;
   mlFortranVector e(next);
   next += m;
   for (int i = 1; i <= m; ++i)
@@ -471,38 +633,11 @@ int mlSingularValueDecomposition::SVD(const mlMatrix& a, mlVector& s, mlMatrix& 
   mlFortranVector work(next);
   next += n;
   double* own = next;
-  double* reduced = own + own_size;
+  double* reduced = own + layout.own_size;
 
-  auto copy_a = [&a, n, m](double* to, std::ptrdiff_t ld) {
-    for (int j = 0; j < m; ++j) {
-      for (int i = 0; i < n; ++i)
-        to[ld * j + i] = a.data()[static_cast<std::ptrdiff_t>(n) * j + i];
-    }
-  };
-  if (alias) copy_a(own, n);
-  v.become(ux_rows, ux_cols);
-  u.become(vx_size, vx_size);
-  const ColumnView ux(job_v == 2 ? reduced : v.data(), ux_rows);
-  const ColumnView vx(u.data(), vx_size);
-  if (job_v == 0) v(0, 0) = 0.0;
-  if (job_u == 0) u(0, 0) = 0.0;
-  const ColumnView x = in_ux ? ux : in_vx ? vx : ColumnView(own, n);
-  if (!alias) copy_a(x.data(), x.ld());
-
-  const int info = dsvdc(x, n, m, sx, e, ux, vx, work, job);
-
-  s.become(mlVectorDim, k);
-  for (int i = 0; i < k; ++i)
-    s[i] = sx(i + 1);
-  if (job_v == 2) {
-    for (int r = 0; r < ux_rows; ++r) {
-      for (int c = 0; c < ux_cols; ++c)
-        v(r, c) = reduced[std::ptrdiff_t{n} * c + r];
-    }
-  } else if (job_v == 1) {
-    transpose_square(v.data(), n);
-  }
-  if (job_u != 0) transpose_square(u.data(), m);
+  const SvdViews views = place_matrix(a, layout, own, reduced, u, v);
+  const int info = dsvdc(views.x, n, m, sx, e, views.ux, views.vx, work, job);
+  store_results(layout, sx, reduced, s, u, v);
   return info == 0 ? 1 : 0;
 }
 
@@ -557,75 +692,4 @@ void mlSingularValueDecomposition::solve(const mlVector& b, mlVector& x) const n
                  "mlSingularValueDecomposition::solve: b has %d elements, A^+ is %d by %d",
                  b.dimension(), inv.rows(), inv.cols());
   x.become(mlMatrixProduct, inv, b);
-}
-
-void ml_svd(double* w, double* z, int m, int n) noexcept {
-  const double eps = 1e-22;
-  const double e2 = static_cast<double>(m) * 10.0 * eps * eps;
-  const double tol = 1e-23;
-  const double tol2 = 1e-46;  // the constant, not tol * tol
-  const int sweep_limit = utMath::max(n / 4, 6);
-  const std::ptrdiff_t ld = n;
-  const std::ptrdiff_t rows = static_cast<std::ptrdiff_t>(m) + n;
-
-  for (int i = 0; i < n; ++i) {
-    double* row = w + ld * (m + i);
-    for (int j = 0; j < n; ++j)
-      row[j] = 0.0;
-    row[i] = 1.0;
-  }
-
-  int r = n;
-  // Counted in 64 bits: r (r - 1) overflows an int for r above 46341.
-  long long count = static_cast<long long>(r) * (r - 1) / 2;
-  int sweep = 0;
-  while (count != 0 && sweep <= sweep_limit) {
-    count = static_cast<long long>(r) * (r - 1) / 2;
-    ++sweep;
-    for (int j = 0; j < r - 1; ++j) {
-      for (int k = j + 1; k < r; ++k) {
-        double p = 0.0;
-        double q = 0.0;
-        double rr = 0.0;
-        for (int i = 0; i < m; ++i) {
-          const double x = w[ld * i + j];
-          const double y = w[ld * i + k];
-          p += x * y;
-          q += x * x;
-          rr += y * y;
-        }
-        z[j] = q;
-        z[k] = rr;
-        double c = 0.0;
-        double s = 0.0;
-        if (q >= rr) {
-          if (q <= e2 * z[0] || std::fabs(p) <= tol * q) {
-            --count;
-            continue;
-          }
-          p = p / q;
-          const double t = 1.0 - rr / q;
-          const double vt = std::sqrt(4.0 * (p * p) + t * t);
-          c = std::sqrt(std::fabs(0.5 * (1.0 + t / vt)));
-          s = p / (vt * c);
-        } else {
-          // This branch always rotates and never lowers the count.
-          p = p / rr;
-          const double t = q / rr - 1.0;
-          const double vt = std::sqrt(4.0 * (p * p) + t * t);
-          s = std::sqrt(std::fabs(0.5 * (1.0 - t / vt)));
-          if (p < 0.0) s = -s;
-          c = p / (vt * s);
-        }
-        for (std::ptrdiff_t i = 0; i < rows; ++i) {
-          const double x = w[ld * i + j];
-          const double y = w[ld * i + k];
-          w[ld * i + j] = x * c + y * s;
-          w[ld * i + k] = -x * s + y * c;
-        }
-      }
-    }
-    while (r >= 3 && z[r - 1] <= z[0] * tol + tol2)
-      --r;
-  }
 }

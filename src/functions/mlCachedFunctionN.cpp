@@ -9,7 +9,7 @@
 namespace {
 
 // The empty-slot mark, stored in the first element of a slot's argument vector.
-constexpr double unset = -DBL_MAX;
+constexpr double kUnset = -DBL_MAX;
 
 // 3^variables by the utility layer's integer power in double precision, truncated to int.
 // Beyond 19 variables the count no longer fits an int; it saturates there (such a cache
@@ -62,7 +62,7 @@ void mlCachedFunctionN::cancel_cache() const noexcept {
   for (int s = 0; s < cache_size_; ++s) {
     // A function of no variables has empty argument vectors: they grow to one element so that
     // the mark can be stored.
-    parameters_[s][0] = unset;
+    parameters_[s][0] = kUnset;
   }
 }
 
@@ -78,7 +78,7 @@ int mlCachedFunctionN::index(int* const orders) const noexcept {
 
 bool mlCachedFunctionN::holds(int s, const mlSlice& x) const noexcept {
   const mlVector& argument = parameters_[s];
-  if (argument[0] == unset) return false;
+  if (argument[0] == kUnset) return false;
   return (x == argument.slice()) != 0;
 }
 

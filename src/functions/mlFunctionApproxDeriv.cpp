@@ -14,8 +14,8 @@ struct DifferenceWindow {
     hi = utMath::min(lo + h, hi_limit);
     lo = utMath::max(lo, lo_limit);
   }
-  double lo;
-  double hi;
+  double lo = 0.0;
+  double hi = 0.0;
 };
 
 }  // namespace

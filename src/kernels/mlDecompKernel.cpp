@@ -6,6 +6,7 @@
 #include <cstring>
 #include <utility>
 
+#include "kernels/mlDecompBlocking.h"
 #include "kernels/mlKernelDispatch.h"
 #include "kernels/mlKernelSupport.h"
 #include "kernels/mlTileKernel.h"
@@ -128,38 +129,6 @@ void lu_back_matrix_plain(const double* lu, int n, double* x, int k) noexcept {
   }
 }
 
-int cholesky_factor_plain(double* a, int n, doublecoDynArr& diagonal) noexcept {
-  const Index ld = n;
-  for (int i = 0; i < n; ++i) {
-    for (int j = i; j < n; ++j) {
-      double s = a[i * ld + j];
-      for (int k = i - 1; k >= 0; --k)
-        s = s - a[i * ld + k] * a[j * ld + k];
-      if (j == i) {
-        if (0.0 >= s) return 0;
-        diagonal[i] = std::sqrt(s);
-      } else {
-        a[j * ld + i] = s / diagonal[i];
-      }
-    }
-  }
-  return 1;
-}
-
-// Below this order the plain loops are as fast as the blocked ones.
-constexpr int kBlockedMinimum = 24;
-constexpr int kCholeskyBlockedMinimum = 16;
-// Columns factorised together before the rest of the matrix is updated.
-constexpr int kPanel = 32;
-// Column chunk of the panel-row update (kept in the first-level cache).
-constexpr int kChunk = 128;
-// The widest column panel of any register tile, and the widest back-substitution strip.
-constexpr int kMaxTileColumns = 16;
-constexpr int kMaxStripColumns = 64;
-// The widest panel of the Cholesky factorisation, and the most sums one of its tiles makes.
-constexpr int kMaxColumnPanel = 32;
-constexpr int kMaxColumnSums = 4 * kMaxColumnPanel;
-
 int pack_size(int kb, int n) noexcept { return kb * round_up(n > 0 ? n : 1, kMaxTileColumns); }
 
 #if defined(__GNUC__) && (defined(__SSE2__) || defined(__aarch64__))
@@ -167,27 +136,6 @@ int pack_size(int kb, int n) noexcept { return kb * round_up(n > 0 ? n : 1, kMax
 // ---- The vector path ------------------------------------------------------------------------
 // Everything below is inlined into one entry function per instruction set (run_isa), so that
 // each entry compiles all of it for its instruction set.
-
-// A register tile of the product update is kRows rows by kVectors vectors; a Cholesky column
-// back-substitution strip is kWide vectors, a Cholesky column tile kColumn vectors, with
-// kFused panels below the pivots' panel computed alongside it.
-template <class Isa>
-struct Blocking;
-template <>
-struct Blocking<IsaBaseline> {
-  typedef v2d V;
-  static constexpr int kRows = 4, kVectors = 2, kWide = 8, kColumn = 8, kFused = 0, kBelow = 2;
-};
-template <>
-struct Blocking<IsaAvx2> {
-  typedef v4d V;
-  static constexpr int kRows = 6, kVectors = 2, kWide = 8, kColumn = 8, kFused = 0, kBelow = 2;
-};
-template <>
-struct Blocking<IsaAvx512> {
-  typedef v8d V;
-  static constexpr int kRows = 8, kVectors = 2, kWide = 8, kColumn = 4, kFused = 2, kBelow = 3;
-};
 
 // ---- C -= A * B, one subtraction per product, in ascending depth ----------------------------
 // c(i, j) := c(i, j) - a(i, p) * b(p, j) for p = 0 ... kb-1, each product rounded and
@@ -279,7 +227,7 @@ template <class T, bool Reciprocal, bool UFirst>
 __attribute__((always_inline)) inline void strip_back(const double* u, Index ldu, int n,
                                                       const double* divisors,
                                                       double* strip) noexcept {
-  typedef typename T::V V;
+  using V = typename T::V;
   constexpr int L = lanes<V>();
   constexpr int NV = T::kWide;
   constexpr int W = strip_width<T>();
@@ -329,7 +277,7 @@ template <class T>
 __attribute__((always_inline)) inline void strip_forward(const double* l, Index ldl, int n,
                                                          const double* divisors,
                                                          double* strip) noexcept {
-  typedef typename T::V V;
+  using V = typename T::V;
   constexpr int L = lanes<V>();
   constexpr int NV = T::kWide;
   constexpr int W = strip_width<T>();
@@ -474,259 +422,6 @@ __attribute__((always_inline)) inline void lu_forward_blocked(const double* lu, 
   }
 }
 
-// ---- Cholesky -------------------------------------------------------------------------------
-
-// s[j] = upper[j] - l[i-1] * t(i-1, j) - l[i-2] * t(i-2, j) - ... - l[0] * t(0, j) for
-// vectors of j: the sums of one Cholesky column, newest column of L first. The vectors come
-// from NP panels, NV / NP from each (panel m holds t(k, j) at t[m][k * ldt + j]); the first
-// Skip of them are left out (and s keeps whatever it held there).
-template <class V, int NV, int NP, int Skip = 0>
-__attribute__((always_inline)) inline void column_tile_panels(int i, const double* l,
-                                                              const double* upper,
-                                                              const double* const* t, Index ldt,
-                                                              double* s) noexcept {
-  constexpr int L = lanes<V>();
-  constexpr int per_panel = NV / NP;
-  constexpr int count = NV - Skip;
-  V acc[count];
-#pragma GCC unroll 16
-  for (int v = 0; v < count; ++v)
-    std::memcpy(&acc[v], upper + (v + Skip) * L, sizeof(V));
-  for (int k = i - 1; k >= 0; --k) {
-    const double x = l[k];
-#pragma GCC unroll 16
-    for (int v = 0; v < count; ++v) {
-      V y;
-      std::memcpy(&y, t[(v + Skip) / per_panel] + k * ldt + (v + Skip) % per_panel * L, sizeof(V));
-      acc[v] = acc[v] - x * y;
-    }
-  }
-#pragma GCC unroll 16
-  for (int v = 0; v < count; ++v)
-    std::memcpy(s + (v + Skip) * L, &acc[v], sizeof(V));
-}
-
-// The tile of the pivots' panel for column i (the panel from row i0) and the panels fused
-// with it: the vectors of rows above row i hold nothing that is kept, so they are left out.
-template <class V, int NV, int NP, int Skip = 0>
-__attribute__((always_inline)) inline void pivot_tile(int skip, int i, const double* l,
-                                                      const double* upper, const double* const* t,
-                                                      Index ldt, double* s) noexcept {
-  if constexpr (Skip + 1 < NV / NP) {
-    if (skip > Skip) {
-      pivot_tile<V, NV, NP, Skip + 1>(skip, i, l, upper, t, ldt, s);
-      return;
-    }
-  }
-  column_tile_panels<V, NV, NP, Skip>(i, l, upper, t, ldt, s);
-}
-
-template <class V, int NV>
-__attribute__((always_inline)) inline void column_tile(int i, const double* l, const double* upper,
-                                                       const double* t, Index ldt,
-                                                       double* s) noexcept {
-  column_tile_panels<V, NV, 1>(i, l, upper, &t, ldt, s);
-}
-
-// `count` (at most NV) vectors of j side by side.
-template <class V, int NV>
-__attribute__((always_inline)) inline void column_tiles(int count, int i, const double* l,
-                                                        const double* upper, const double* t,
-                                                        Index ldt, double* s) noexcept {
-  if constexpr (NV > 1) {
-    if (count < NV) {
-      column_tiles<V, NV - 1>(count, i, l, upper, t, ldt, s);
-      return;
-    }
-  }
-  if (count > 0) column_tile<V, NV>(i, l, upper, t, ldt, s);
-}
-
-// The plain loops compute column i of L as n - i independent running sums, each taking the
-// columns of L from i-1 down to 0. Here the sums of a tile of j run side by side; the
-// elements L(j, k) they need are read from a transposed copy of L kept in panels of W
-// columns: panel p holds t(k, j) = L(j, k) for j in [p W, p W + W) and k < p W + W (the
-// columns its rows can have) at t[panel_offset(p) + k W + j - p W], so that a tile reads its
-// panel in sequence. The panels take about half the matrix's room: the factorisation's work
-// memory adds less to what a caller's allocations hold than a second matrix would.
-//
-// Every sum of column i needs all of columns 0 .. i-1 (its first term is the newest), so the
-// columns follow each other strictly; only the order of the rows is free. The columns are
-// taken W at a time: first the panel that holds their pivots (rows i0 .. i0 + W - 1), column by
-// column, then each panel below for the same W columns, so that the panel's part of L stays
-// in cache while its W columns are computed. Should a pivot fail, the panels below are first
-// brought to the state the plain loops leave (every column before the failing one written,
-// nothing of it), then 0 is returned. The lanes of a tile left of column i compute on finite
-// values (the stored L, or the zeros written for them) and are dropped.
-
-// Where panel p of W-row panels starts.
-template <int W>
-Index panel_offset(int p) noexcept {
-  return Index{W} * W * p * (p + 1) / 2;
-}
-
-// Column i (one of W columns from i0) for the W rows of panel p of the matrix of order n:
-// the sums into acc, from a(i, j) for the panel's rows j.
-template <class T>
-__attribute__((always_inline)) inline void cholesky_panel_sums(const double* a, int n,
-                                                               const double* t, int p, int i,
-                                                               double* s) noexcept {
-  typedef typename T::V V;
-  constexpr int L = lanes<V>();
-  constexpr int W = T::kColumn * L;
-  const double* li = a + Index{i} * n;
-  const int j0 = p * W;
-  const double* tp = t + panel_offset<W>(p);
-  const int width = std::min(W, n - j0);
-  if (width == W) {
-    column_tile<V, T::kColumn>(i, li, li + j0, tp, W, s);
-  } else {
-    const int vectors = width / L;
-    column_tiles<V, T::kColumn>(vectors, i, li, li + j0, tp, W, s);
-    const int j = vectors * L;
-    if constexpr (L > 1)
-      column_tiles<double, L - 1>(width - j, i, li, li + j0 + j, tp + j, W, s + j);
-  }
-}
-
-// Rows [j_begin, j_end) of panel p, column i: L(j, i) = s(j) / d into t and, when kToMatrix,
-// into a. A whole panel divides a vector at a time (each lane rounds as the scalar division
-// does).
-template <class T, bool kToMatrix>
-__attribute__((always_inline)) inline void cholesky_panel_store(double* a, int n, double* t, int p,
-                                                                int i, const double* s, double d,
-                                                                int j_begin, int j_end) noexcept {
-  typedef typename T::V V;
-  constexpr int L = lanes<V>();
-  constexpr int W = T::kColumn * L;
-  const int j0 = p * W;
-  double* tp = t + panel_offset<W>(p) + Index{i} * W - j0;
-  int j = j_begin;
-  if (j == j0 && j_end == j0 + W) {
-#pragma GCC unroll 8
-    for (int v = 0; v < T::kColumn; ++v, j += L) {
-      V x;
-      std::memcpy(&x, s + (j - j0), sizeof(V));
-      x = x / d;
-      std::memcpy(tp + j, &x, sizeof(V));
-      if constexpr (kToMatrix) {
-        for (int l = 0; l < L; ++l)
-          a[Index{j + l} * n + i] = x[l];
-      }
-    }
-  }
-  for (; j < j_end; ++j) {
-    const double x = s[j - j0] / d;
-    if constexpr (kToMatrix) a[Index{j} * n + i] = x;
-    tp[j] = x;
-  }
-}
-
-// Columns [i0, i_end) of the rows of panel p, from the panel into a. Below the pivots' panel
-// the columns are written a block at a time: one column at a time, the rows' stride of a
-// power-of-two order would send every row to the same few cache sets.
-template <int W>
-__attribute__((always_inline)) inline void cholesky_panel_to_matrix(double* a, int n,
-                                                                    const double* t, int p, int i0,
-                                                                    int i_end) noexcept {
-  const int j0 = p * W;
-  const int j_end = std::min(j0 + W, n);
-  const double* tp = t + panel_offset<W>(p) - j0;
-  for (int j = j0; j < j_end; ++j) {
-    double* aj = a + Index{j} * n;
-    for (int i = i0; i < i_end; ++i)
-      aj[i] = tp[Index{i} * W + j];
-  }
-}
-
-// Columns [i0, i_end) for the panels from p on, two panels side by side where there are two,
-// so that twice as many independent sums hide each other's latency. (A function rather than
-// a lambda: a lambda would not be compiled for the caller's instruction set.)
-template <class T>
-__attribute__((always_inline)) inline void cholesky_panels_below(double* a, int n,
-                                                                 const doublecoDynArr& diagonal,
-                                                                 double* t, double* s, int p,
-                                                                 int i0, int i_end) noexcept {
-  typedef typename T::V V;
-  constexpr int W = T::kColumn * lanes<V>();
-  constexpr int B = T::kBelow;
-  for (; (p + B) * W <= n; p += B) {
-    const double* tp[B];
-    for (int m = 0; m < B; ++m)
-      tp[m] = t + panel_offset<W>(p + m);
-    for (int i = i0; i < i_end; ++i) {
-      const double* li = a + Index{i} * n;
-      column_tile_panels<V, B * T::kColumn, B>(i, li, li + p * W, tp, W, s);
-      for (int m = 0; m < B; ++m)
-        cholesky_panel_store<T, false>(a, n, t, p + m, i, s + m * W, diagonal[i], (p + m) * W,
-                                       (p + m) * W + W);
-    }
-    for (int m = 0; m < B; ++m)
-      cholesky_panel_to_matrix<W>(a, n, t, p + m, i0, i_end);
-  }
-  for (; p * W < n; ++p) {
-    for (int i = i0; i < i_end; ++i) {
-      cholesky_panel_sums<T>(a, n, t, p, i, s);
-      cholesky_panel_store<T, false>(a, n, t, p, i, s, diagonal[i], p * W, std::min(p * W + W, n));
-    }
-    cholesky_panel_to_matrix<W>(a, n, t, p, i0, i_end);
-  }
-}
-
-template <class T>
-__attribute__((always_inline)) inline int cholesky_factor_columns(double* a, int n,
-                                                                  doublecoDynArr& diagonal,
-                                                                  double* t, double* s) noexcept {
-  constexpr int W = T::kColumn * lanes<typename T::V>();
-  static_assert(W <= kMaxColumnPanel, "the panels are sized for kMaxColumnPanel");
-  static_assert(std::max(1 + T::kFused, T::kBelow) * W <= kMaxColumnSums, "s holds kMaxColumnSums");
-  constexpr int F = T::kFused;
-  const int panels = (n + W - 1) / W;
-  for (int p0 = 0; p0 < panels; ++p0) {
-    const int i0 = p0 * W;
-    const int i1 = std::min(i0 + W, n);
-    // The pivots' panel and, when there are F whole panels below it, those F: one tile, so
-    // that the sums of the pivots' panel, which every later column waits for, run among
-    // independent ones instead of alone.
-    const int fused = (p0 + 1 + F) * W <= n ? F : 0;
-    const double* tp[1 + F];
-    for (int m = 0; m <= fused; ++m)
-      tp[m] = t + panel_offset<W>(p0 + m);
-    for (int i = i0; i < i1; ++i) {
-      const double* li = a + Index{i} * n;
-      const int skip = (i - i0) / lanes<typename T::V>();
-      if (fused > 0) {
-        pivot_tile<typename T::V, (1 + F) * T::kColumn, 1 + F>(skip, i, li, li + i0, tp, W, s);
-      } else if (i1 - i0 == W) {
-        pivot_tile<typename T::V, T::kColumn, 1>(skip, i, li, li + i0, tp, W, s);
-      } else {
-        cholesky_panel_sums<T>(a, n, t, p0, i, s);
-      }
-      // Nothing of column i is written before its pivot has passed, as in the plain loops.
-      const double pivot = s[i - i0];
-      if (0.0 >= pivot) {
-        for (int m = 1; m <= fused; ++m)
-          cholesky_panel_to_matrix<W>(a, n, t, p0 + m, i0, i);
-        cholesky_panels_below<T>(a, n, diagonal, t, s, p0 + 1 + fused, i0, i);
-        return 0;
-      }
-      diagonal[i] = std::sqrt(pivot);
-      double* tz = t + panel_offset<W>(p0) + Index{i} * W;
-      for (int j = i0; j <= i; ++j)
-        tz[j - i0] = 0.0;
-      cholesky_panel_store<T, true>(a, n, t, p0, i, s, diagonal[i], i + 1, i1);
-      for (int m = 1; m <= fused; ++m) {
-        const int j0 = (p0 + m) * W;
-        cholesky_panel_store<T, false>(a, n, t, p0 + m, i, s + m * W, diagonal[i], j0, j0 + W);
-      }
-    }
-    for (int m = 1; m <= fused; ++m)
-      cholesky_panel_to_matrix<W>(a, n, t, p0 + m, i0, i1);
-    cholesky_panels_below<T>(a, n, diagonal, t, s, p0 + 1 + fused, i0, i1);
-  }
-  return 1;
-}
-
 // ---- Entry points: each operation once per instruction set -------------------------------
 
 struct LuBlocked {
@@ -765,13 +460,6 @@ struct CholeskySolve {
     cholesky_substitute_strips<Blocking<Isa>>(a, lt, n, d, x, k, strip);
   }
 };
-struct CholeskyColumns {
-  template <class Isa>
-  __attribute__((always_inline)) static int run(double* a, int n, doublecoDynArr& diagonal,
-                                                double* t, double* s) noexcept {
-    return cholesky_factor_columns<Blocking<Isa>>(a, n, diagonal, t, s);
-  }
-};
 
 int lu_blocked(double* a, int r, int c, int* permutation, int* swaps, double tolerance,
                double* pack, KernelIsa isa) noexcept {
@@ -790,26 +478,16 @@ void cholesky_solve(const double* a, const double* lt, int n, const double* d, d
                     double* strip, KernelIsa isa) noexcept {
   run_isa<CholeskySolve>(isa, a, lt, n, d, x, k, strip);
 }
-int cholesky_columns(double* a, int n, doublecoDynArr& diagonal, double* t, double* s,
-                     KernelIsa isa) noexcept {
-  return run_isa<CholeskyColumns>(isa, a, n, diagonal, t, s);
-}
-
-constexpr bool kVectorPath = true;
 
 #else
 
 // No vector path: the blocked entries are never called.
-constexpr bool kVectorPath = false;
 int lu_blocked(double*, int, int, int*, int*, double, double*, KernelIsa) noexcept { return 0; }
 void lu_extra(double*, int, int, double*, KernelIsa) noexcept {}
 void lu_forward(const double*, int, double*, int, double*, KernelIsa) noexcept {}
 void lu_back(const double*, int, double*, int, double*, KernelIsa) noexcept {}
 void cholesky_solve(const double*, const double*, int, const double*, double*, int, double*,
                     KernelIsa) noexcept {}
-int cholesky_columns(double*, int, doublecoDynArr&, double*, double*, KernelIsa) noexcept {
-  return 0;
-}
 
 #endif
 
@@ -896,15 +574,6 @@ void lu_forward_vector(const double* lu, int n, double* x) noexcept {
       s = s - x[j] * li[j];
     x[i] = s;
   }
-}
-
-int cholesky_factor_kernel(double* a, int n, doublecoDynArr& diagonal, KernelIsa isa) noexcept {
-  if (!kVectorPath || n < kCholeskyBlockedMinimum) return cholesky_factor_plain(a, n, diagonal);
-  // The panels of any width up to kMaxColumnPanel: at most (n + W)(n + 2 W) / 2 doubles.
-  Work t((Index{n} + kMaxColumnPanel) * (Index{n} + 2 * kMaxColumnPanel) / 2);
-  double s[kMaxColumnSums];
-  if (t.data() == nullptr) return cholesky_factor_plain(a, n, diagonal);
-  return cholesky_columns(a, n, diagonal, t.data(), s, isa);
 }
 
 void cholesky_solve_matrix(const double* a, int n, const double* diagonal, double* x, int k,

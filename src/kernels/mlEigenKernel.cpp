@@ -79,8 +79,8 @@ __attribute__((always_inline)) inline bool rotate_columns(double* a, int n, int 
                                                           double* column_q) noexcept {
   if constexpr (lanes<V>() > 1) {
     // Both new elements of a row at once, in the two lanes of a pair.
-    typedef v2d P;
-    typedef MaskOf<P> M;
+    using P = v2d;
+    using M = MaskOf<P>;
     const P first = {c[0], c[2]};
     const P second = {c[1], c[3]};
     M bad = M{};  // the bits of x - x, which are 0 for every finite x
@@ -124,7 +124,7 @@ struct Rotations {
   __attribute__((always_inline)) static JacobiStop run(JacobiRotations& s,
                                                        OffDiagonalMaxima& maxima,
                                                        long until) noexcept {
-    typedef typename Isa::V V;
+    using V = typename Isa::V;
     const int n = s.n;
     double* a = s.a;
     for (;;) {

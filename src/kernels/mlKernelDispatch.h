@@ -31,23 +31,25 @@ namespace paskosda_detail {
 /// The number of doubles in the vector type V (1 for double itself).
 template <class V>
 constexpr int lanes() noexcept {
+  // V may be double itself, which the check takes for a suspicious sizeof(T) / sizeof(T).
+  // NOLINTNEXTLINE(bugprone-sizeof-expression)
   return static_cast<int>(sizeof(V) / sizeof(double));
 }
 
 #if defined(__GNUC__)
-typedef double v2d __attribute__((vector_size(16)));
-typedef double v4d __attribute__((vector_size(32)));
-typedef double v8d __attribute__((vector_size(64)));
+using v2d = double __attribute__((vector_size(16)));
+using v4d = double __attribute__((vector_size(32)));
+using v8d = double __attribute__((vector_size(64)));
 
 /// The instruction sets, each with the vector type its kernels use.
 struct IsaBaseline {
-  typedef v2d V;
+  using V = v2d;
 };
 struct IsaAvx2 {
-  typedef v4d V;
+  using V = v4d;
 };
 struct IsaAvx512 {
-  typedef v8d V;
+  using V = v8d;
 };
 
 // ---- Vectors --------------------------------------------------------------------------------
@@ -115,7 +117,7 @@ __attribute__((always_inline)) inline void magnitude(V& x) noexcept {
 #else
 // Without vector types the baseline is scalar.
 struct IsaBaseline {
-  typedef double V;
+  using V = double;
 };
 #endif
 

@@ -149,8 +149,8 @@ void pack_a(int mc, int kc, const double* a, Index lda, double* out) noexcept {
 template <class Isa>
 __attribute__((always_inline)) inline void product_tile(int kc, const double* ap, const double* bp,
                                                         double* c, Index ldc, bool first) noexcept {
-  typedef ProductBlocking<Isa> K;
-  typedef typename Isa::V V;
+  using K = ProductBlocking<Isa>;
+  using V = typename Isa::V;
   tile_update<V, K::mr, K::nr / lanes<V>(), TileUpdate::Add, K::a_copies>(kc, ap, 0, bp, c, ldc,
                                                                           !first);
 }
@@ -163,7 +163,7 @@ struct MultiplyPacked {
   __attribute__((always_inline)) static bool run(int m, int n, int k, const double* a, Index lda,
                                                  const double* b, Index ldb, double* c,
                                                  Index ldc) noexcept {
-    typedef ProductBlocking<Isa> K;
+    using K = ProductBlocking<Isa>;
     constexpr int MR = K::mr, NR = K::nr;
     static_assert(K::mc % MR == 0 && K::nc % NR == 0, "blocks are whole tiles");
     const int kc_max = std::min(k, K::kc);

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "kernels/mlKernelDispatch.h"
+#include "kernels/mlLaneKernel.h"
 
 // How the order is kept. The decomposition is a sequence of level-1 operations on columns:
 // reflections (a dot product summed from 0.0 in ascending rows, then y + t * h unless t is
@@ -85,68 +86,6 @@ void accumulate_plain(double* q, int rows, std::ptrdiff_t ld, int cols, int step
 }
 
 #if defined(__GNUC__)
-
-// Lane i of the interleave of a and b at block size B: the lower (or, kHigh, the upper) halves
-// of each pair of B-lane blocks, a's first.
-template <int L, int B, bool kHigh>
-constexpr int interleave_lane(int i) noexcept {
-  return (i & B) == 0 ? (kHigh ? i + B : i) : (kHigh ? L + i : L + i - B);
-}
-
-template <class V, int B, bool kHigh, std::size_t... I>
-__attribute__((always_inline)) inline void interleave(V& out, const V& a, const V& b,
-                                                      std::index_sequence<I...>) noexcept {
-  constexpr int L = lanes<V>();
-#if defined(__clang__)
-  out = __builtin_shufflevector(a, b, interleave_lane<L, B, kHigh>(I)...);
-#else
-  out = __builtin_shuffle(a, b, MaskOf<V>{interleave_lane<L, B, kHigh>(I)...});
-#endif
-}
-
-// Transposes the lanes x lanes block v (v[k] lane i becomes v[i] lane k): only moves bits.
-template <class V, int B = 1>
-__attribute__((always_inline)) inline void transpose(V (&v)[lanes<V>()]) noexcept {
-  constexpr int L = lanes<V>();
-  if constexpr (B < L) {
-#pragma GCC unroll 8
-    for (int k = 0; k < L; ++k) {
-      if ((k & B) != 0) continue;
-      V lo, hi;
-      interleave<V, B, false>(lo, v[k], v[k + B], std::make_index_sequence<L>());
-      interleave<V, B, true>(hi, v[k], v[k + B], std::make_index_sequence<L>());
-      v[k] = lo;
-      v[k + B] = hi;
-    }
-    transpose<V, 2 * B>(v);
-  }
-}
-
-// body.template rows<V, vectors>(i) for the few (at most NV) whole vectors left from row i.
-template <class V, int NV, class Body>
-__attribute__((always_inline)) inline void few_vectors(int vectors, int i, Body& body) noexcept {
-  if constexpr (NV > 1) {
-    if (vectors < NV) {
-      few_vectors<V, NV - 1>(vectors, i, body);
-      return;
-    }
-  }
-  if (vectors > 0) body.template rows<V, NV>(i);
-}
-
-// Runs body.template rows<W, N>(i) over the rows [0, count): blocks of NV vectors of V, then
-// the vectors left over together, then the last rows as vectors of one (W = double).
-template <class V, int NV, class Body>
-__attribute__((always_inline)) inline void over_rows(int count, Body& body) noexcept {
-  constexpr int L = lanes<V>();
-  int i = 0;
-  for (; i + NV * L <= count; i += NV * L)
-    body.template rows<V, NV>(i);
-  const int vectors = (count - i) / L;
-  few_vectors<V, NV>(vectors, i, body);
-  i += vectors * L;
-  if constexpr (L > 1) few_vectors<double, L - 1>(count - i, i, body);
-}
 
 // ---- Deferred column operations -------------------------------------------------------------
 // A block of rows takes every recorded operation in order; the rows of a vector are
@@ -281,107 +220,145 @@ struct ApplyColumnOps {
 
 constexpr int kAccumulateVectors = 4;
 
+// The panel of the block of columns from j0 at its start: the unit vector of each column at or
+// past `steps`, zeros elsewhere; and the column number of each lane.
+template <class V, int NV>
+__attribute__((always_inline)) inline void start_block(double* panel, int rows, int j0, int steps,
+                                                       MaskOf<V> (&column)[NV]) noexcept {
+  constexpr int W = NV * lanes<V>();
+  for (int i = 0; i < rows; ++i) {
+    for (int b = 0; b < W; ++b)
+      panel[i * W + b] = j0 + b >= steps && i == j0 + b ? 1.0 : 0.0;
+  }
+  long long numbers[W];
+  for (int b = 0; b < W; ++b)
+    numbers[b] = j0 + b;
+  static_assert(sizeof(column) == sizeof(numbers), "one 64-bit number per lane");
+  std::memcpy(column, numbers, sizeof(column));
+}
+
+// The reflection of step l (vector h, rows from `start`) on the panel: its dot products, each
+// row joining them after it takes the update still to be made (factors t in the lanes `take`,
+// vector hp from row `first`); then this reflection becomes that update, for the lanes of the
+// columns right of l with a non-zero factor.
+template <class V, int NV>
+__attribute__((always_inline)) inline void reflect_block(double* panel, int rows, int l, int start,
+                                                         const double* h,
+                                                         const MaskOf<V> (&column)[NV], V (&t)[NV],
+                                                         MaskOf<V> (&take)[NV], const double*& hp,
+                                                         int& first) noexcept {
+  constexpr int L = lanes<V>();
+  constexpr int W = NV * L;
+  V acc[NV];
+#pragma GCC unroll 8
+  for (int v = 0; v < NV; ++v)
+    acc[v] = V{};
+  for (int i = start; i < first; ++i) {
+    const double* row = panel + i * W;
+    const double hi = h[i];
+#pragma GCC unroll 8
+    for (int v = 0; v < NV; ++v) {
+      V x;
+      load(x, row + v * L);
+      acc[v] = acc[v] + hi * x;
+    }
+  }
+  for (int i = first; i < rows; ++i) {
+    double* row = panel + i * W;
+    const double hi = h[i];
+    const double hpi = hp[i];
+#pragma GCC unroll 8
+    for (int v = 0; v < NV; ++v) {
+      V x;
+      load(x, row + v * L);
+      blend(x, take[v], V(x + t[v] * hpi));
+      store(row + v * L, x);
+      acc[v] = acc[v] + hi * x;
+    }
+  }
+  const double pivot = h[start];
+#pragma GCC unroll 8
+  for (int v = 0; v < NV; ++v) {
+    t[v] = -acc[v] / pivot;
+    take[v] = (column[v] > l) & (t[v] != 0.0);
+  }
+  hp = h;
+  first = start;
+}
+
+// Column l, lane b of the panel, starts once the reflections right of it are made: the negated
+// Householder vector h plus the unit vector (`householder`), else the unit vector.
+template <int W>
+__attribute__((always_inline)) inline void start_column(double* panel, int rows, int l, int b,
+                                                        const double* h, bool householder,
+                                                        double minus_one) noexcept {
+  if (householder) {
+    for (int i = 0; i < l; ++i)
+      panel[i * W + b] = 0.0;
+    for (int i = l; i < rows; ++i)
+      panel[i * W + b] = minus_one * h[i];
+    panel[l * W + b] = 1.0 + panel[l * W + b];
+  } else {
+    for (int i = 0; i < rows; ++i)
+      panel[i * W + b] = i == l ? 1.0 : 0.0;
+  }
+}
+
+// The last update still to be made on the panel (as in reflect_block), then the block's
+// columns in [max(j0, 0), j1) back into q.
+template <class V, int NV>
+__attribute__((always_inline)) inline void finish_block(double* panel, int rows, int first,
+                                                        const double* hp, const V (&t)[NV],
+                                                        const MaskOf<V> (&take)[NV], double* q,
+                                                        std::ptrdiff_t ld, int j0,
+                                                        int j1) noexcept {
+  constexpr int L = lanes<V>();
+  constexpr int W = NV * L;
+  for (int i = first; i < rows; ++i) {
+    double* row = panel + i * W;
+    const double hpi = hp[i];
+#pragma GCC unroll 8
+    for (int v = 0; v < NV; ++v) {
+      V x;
+      load(x, row + v * L);
+      blend(x, take[v], V(x + t[v] * hpi));
+      store(row + v * L, x);
+    }
+  }
+  for (int j = std::max(j0, 0); j < j1; ++j) {
+    double* col = q + j * ld;
+    for (int i = 0; i < rows; ++i)
+      col[i] = panel[i * W + (j - j0)];
+  }
+}
+
 struct Accumulate {
   template <class Isa>
   __attribute__((always_inline)) static void run(double* q, int rows, std::ptrdiff_t ld, int cols,
                                                  int steps, int offset, const double* flags,
                                                  int reflections, bool householder,
                                                  double minus_one, double* panel) noexcept {
-    typedef typename Isa::V V;
-    typedef MaskOf<V> M;
-    constexpr int L = lanes<V>();
+    using V = typename Isa::V;
     constexpr int NV = kAccumulateVectors;
-    constexpr int W = NV * L;
+    constexpr int W = NV * lanes<V>();
     for (int j1 = cols; j1 > 0; j1 -= W) {
       const int j0 = j1 - W;
-      for (int i = 0; i < rows; ++i) {
-        for (int b = 0; b < W; ++b)
-          panel[i * W + b] = j0 + b >= steps && i == j0 + b ? 1.0 : 0.0;
-      }
-      // The column number of each lane.
-      M column[NV];
-      long long numbers[W];
-      for (int b = 0; b < W; ++b)
-        numbers[b] = j0 + b;
-      static_assert(sizeof(column) == sizeof(numbers), "one 64-bit number per lane");
-      std::memcpy(column, numbers, sizeof(column));
+      MaskOf<V> column[NV];
+      start_block<V, NV>(panel, rows, j0, steps, column);
       // The update still to be made: factors t, lanes that take it, the reflection's vector
       // hp (rows from `first`; none yet).
       V t[NV] = {};
-      M take[NV] = {};
+      MaskOf<V> take[NV] = {};
       const double* hp = nullptr;
       int first = rows;
       for (int l = std::min(steps, j1) - 1; l >= 0; --l) {
         const bool reflect = l < reflections && flags[l] != 0.0;
         const double* h = q + l * ld;
-        if (reflect) {
-          const int start = l + offset;
-          V acc[NV];
-#pragma GCC unroll 8
-          for (int v = 0; v < NV; ++v)
-            acc[v] = V{};
-          for (int i = start; i < first; ++i) {
-            const double* row = panel + i * W;
-            const double hi = h[i];
-#pragma GCC unroll 8
-            for (int v = 0; v < NV; ++v) {
-              V x;
-              load(x, row + v * L);
-              acc[v] = acc[v] + hi * x;
-            }
-          }
-          for (int i = first; i < rows; ++i) {
-            double* row = panel + i * W;
-            const double hi = h[i];
-            const double hpi = hp[i];
-#pragma GCC unroll 8
-            for (int v = 0; v < NV; ++v) {
-              V x;
-              load(x, row + v * L);
-              blend(x, take[v], V(x + t[v] * hpi));
-              store(row + v * L, x);
-              acc[v] = acc[v] + hi * x;
-            }
-          }
-          const double pivot = h[start];
-#pragma GCC unroll 8
-          for (int v = 0; v < NV; ++v) {
-            t[v] = -acc[v] / pivot;
-            take[v] = (column[v] > l) & (t[v] != 0.0);
-          }
-          hp = h;
-          first = start;
-        }
-        if (l >= j0) {
-          const int b = l - j0;
-          if (reflect && householder) {
-            for (int i = 0; i < l; ++i)
-              panel[i * W + b] = 0.0;
-            for (int i = l; i < rows; ++i)
-              panel[i * W + b] = minus_one * h[i];
-            panel[l * W + b] = 1.0 + panel[l * W + b];
-          } else {
-            for (int i = 0; i < rows; ++i)
-              panel[i * W + b] = i == l ? 1.0 : 0.0;
-          }
-        }
+        if (reflect)
+          reflect_block<V, NV>(panel, rows, l, l + offset, h, column, t, take, hp, first);
+        if (l >= j0) start_column<W>(panel, rows, l, l - j0, h, reflect && householder, minus_one);
       }
-      for (int i = first; i < rows; ++i) {
-        double* row = panel + i * W;
-        const double hpi = hp[i];
-#pragma GCC unroll 8
-        for (int v = 0; v < NV; ++v) {
-          V x;
-          load(x, row + v * L);
-          blend(x, take[v], V(x + t[v] * hpi));
-          store(row + v * L, x);
-        }
-      }
-      for (int j = std::max(j0, 0); j < j1; ++j) {
-        double* col = q + j * ld;
-        for (int i = 0; i < rows; ++i)
-          col[i] = panel[i * W + (j - j0)];
-      }
+      finish_block<V, NV>(panel, rows, first, hp, t, take, q, ld, j0, j1);
     }
   }
 };
@@ -480,7 +457,7 @@ __attribute__((always_inline)) inline void reduce_block(int len, double* cb, std
       }
     }
     if (h != nullptr) {
-      transpose<V>(x);
+      transpose_lanes<V>(x);
 #pragma GCC unroll 8
       for (int m = 0; m < L; ++m)
         acc = acc + h[i + m] * x[m];
@@ -515,11 +492,11 @@ template <class V>
 struct HalfOf;
 template <>
 struct HalfOf<v8d> {
-  typedef v4d type;
+  using type = v4d;
 };
 template <>
 struct HalfOf<v4d> {
-  typedef v2d type;
+  using type = v2d;
 };
 
 // Columns from j0 in blocks of V, the rest in narrower blocks, the last one alone.

@@ -115,21 +115,21 @@ class SvdColumnOps {
   // The open chain is full: applies the batch, then reopens the chain where it stopped.
   void continue_after_flush() noexcept;
 
-  double* q_;
-  int rows_;
-  std::ptrdiff_t ld_;
+  double* q_ = nullptr;
+  int rows_ = 0;
+  std::ptrdiff_t ld_ = 0;
   KernelIsa isa_;
   // In memory kept by the thread.
   WorkOf<int> op_storage_;
   Work coefficient_storage_;
-  int ops_small_[4 * kSmall];
-  double coefficients_small_[2 * kSmall];
-  int* ops_;
+  int ops_small_[4 * kSmall]{};
+  double coefficients_small_[2 * kSmall]{};
+  int* ops_ = nullptr;
   int ops_used_ = 0;
-  int op_capacity_;
-  double* coefficients_;
+  int op_capacity_ = 0;
+  double* coefficients_ = nullptr;
   int coefficients_used_ = 0;
-  int coefficient_capacity_;
+  int coefficient_capacity_ = 0;
 };
 
 }  // namespace paskosda_detail

@@ -19,7 +19,7 @@ double mlRandom::uniform(double lo, double hi) noexcept { return lo + (hi - lo) 
 
 int mlRandom::integer(int n) noexcept {
   if (n < 1) return 0;
-  const std::uint64_t range = static_cast<std::uint64_t>(n);
+  const auto range = static_cast<std::uint64_t>(n);
   // Draws at or above the largest multiple of n are redrawn, so every residue is equally
   // likely.
   const std::uint64_t limit = UINT64_MAX - UINT64_MAX % range;

@@ -18,6 +18,7 @@ mlSlice& mlSlice::operator=(const mlVector& v) noexcept {
 mlSlice& mlSlice::operator=(const mlSlice& s) noexcept {
   PASKOSDA_CHECK(s.count_ >= count_, "mlSlice::operator=: a slice of %d from one of %d", count_,
                  s.count_);
+  if (&s == this) return *this;
   for (int i = 0; i < count_; ++i)
     (*this)[i] = s[i];
   return *this;

@@ -9,13 +9,13 @@
 
 namespace {
 
-constexpr double feasibility_tolerance = 1e-7;
-constexpr double svd_tolerance = 1e-7;
-constexpr double multiplier_tolerance = 1e-7;
-constexpr double parallel_tolerance = 1e-6;
-constexpr double leaving_tolerance = 1e-7;
-constexpr double row_length_minimum = 1e-7;
-constexpr int snapping_passes = 30;
+constexpr double kFeasibilityTolerance = 1e-7;
+constexpr double kSvdTolerance = 1e-7;
+constexpr double kMultiplierTolerance = 1e-7;
+constexpr double kParallelTolerance = 1e-6;
+constexpr double kLeavingTolerance = 1e-7;
+constexpr double kRowLengthMinimum = 1e-7;
+constexpr int kSnappingPasses = 30;
 
 // Removes the element at position k, moving the later ones down.
 void remove_at(intcoDynArr& list, int k) noexcept {
@@ -96,7 +96,7 @@ mlConstrainedQuadraticMinimiser& mlConstrainedQuadraticMinimiser::become(
 int mlConstrainedQuadraticMinimiser::are_valid(const mlMatrix& A, const mlVector&) noexcept {
   for (int i = 0; i < A.rows(); ++i) {
     const mlSlice row = A.row(i);
-    if (std::sqrt(scalar_product(row, row)) <= row_length_minimum) return 0;
+    if (std::sqrt(scalar_product(row, row)) <= kRowLengthMinimum) return 0;
   }
   return 1;
 }
@@ -134,8 +134,8 @@ int mlConstrainedQuadraticMinimiser::stage1(mlVector& x) noexcept {
     const double t = trim_step_by_constraints(x, step, 0, hit);
     if (t < DBL_MAX) step *= t;
     x += step;
-    for (int k = 0; k < active_.size(); ++k)
-      snap_to_constraint(x, active_[k]);
+    for (const int k : active_)
+      snap_to_constraint(x, k);
     if (hit == -1) break;
 
     snap_to_constraint(x, hit);
@@ -188,16 +188,16 @@ int mlConstrainedQuadraticMinimiser::stage2(const mlMatrix& H, const mlVector& g
 
     grad.become(mlMatrixProduct, H, x);
     grad += g;
-    for (int k = 0; k < active_.size(); ++k)
-      snap_to_constraint(x, active_[k]);
+    for (const int k : active_)
+      snap_to_constraint(x, k);
 
     if (hit >= 0) {
       snap_to_constraint(x, hit);
       active_.append(hit);
       find_good_bad(x);
-      for (int pass = 0; pass < snapping_passes && bad_.size() > 0; ++pass) {
-        for (int k = 0; k < bad_.size(); ++k)
-          snap_to_constraint(x, bad_[k]);
+      for (int pass = 0; pass < kSnappingPasses && bad_.size() > 0; ++pass) {
+        for (const int k : bad_)
+          snap_to_constraint(x, k);
         find_good_bad(x);
       }
       if (bad_.size() == 0) {
@@ -205,8 +205,8 @@ int mlConstrainedQuadraticMinimiser::stage2(const mlMatrix& H, const mlVector& g
         if (dropped != 0) delete_constraint(hit);
       } else {
         active_.shrink(active_.size() - 1, 0);
-        for (int k = 0; k < active_.size(); ++k)
-          snap_to_constraint(x, active_[k]);
+        for (const int k : active_)
+          snap_to_constraint(x, k);
         delete_constraint(hit);
         find_good_bad(x);
         if (bad_.size() > 0) return 0;
@@ -229,8 +229,8 @@ void mlConstrainedQuadraticMinimiser::delete_overdetermined_constraints() noexce
   overdetermined_.become(utCopy, bad_);
   for (int k = deleted_.size() - 1; k >= 0; --k) {
     const int d = deleted_[k];
-    for (int j = 0; j < overdetermined_.size(); ++j) {
-      if (overdetermined_[j] >= d) ++overdetermined_[j];
+    for (int& o : overdetermined_) {
+      if (o >= d) ++o;
     }
   }
   mlQuickSortDynArrInt().sort(&bad_, bad_.size());
@@ -247,14 +247,13 @@ void mlConstrainedQuadraticMinimiser::append_constraint_indices(intcoDynArr& lis
   mlQuickSortDynArrInt().sort(&adjusted, adjusted.size());
   const int deleted = list.size();
   int j = 0;
-  for (int k = 0; k < adjusted.size(); ++k) {
-    const int e = adjusted[k];
+  for (int& e : adjusted) {
     while (j < deleted && list[j] - j <= e)
       ++j;
-    adjusted[k] = e + j;
+    e += j;
   }
-  for (int k = 0; k < adjusted.size(); ++k)
-    list.append(adjusted[k]);
+  for (const int e : adjusted)
+    list.append(e);
 }
 
 void mlConstrainedQuadraticMinimiser::delete_constraint(int i) noexcept {
@@ -281,8 +280,8 @@ double mlConstrainedQuadraticMinimiser::product(int i, const mlVector& v) const 
 }
 
 int mlConstrainedQuadraticMinimiser::is_active(int i) const noexcept {
-  for (int k = 0; k < active_.size(); ++k) {
-    if (active_[k] == i) return 1;
+  for (const int k : active_) {
+    if (k == i) return 1;
   }
   return 0;
 }
@@ -291,7 +290,7 @@ void mlConstrainedQuadraticMinimiser::find_good_bad(const mlVector& x) noexcept 
   good_.clear(0);
   bad_.clear(0);
   for (int i = 0; i < m_; ++i) {
-    if (residual(i, x) >= -feasibility_tolerance) {
+    if (residual(i, x) >= -kFeasibilityTolerance) {
       good_.append(i);
     } else {
       bad_.append(i);
@@ -308,8 +307,7 @@ void mlConstrainedQuadraticMinimiser::snap_to_constraint(mlVector& x, int i) con
 void mlConstrainedQuadraticMinimiser::bad_gradient(mlVector& v) const noexcept {
   v.become(mlVectorDim, n_);
   v.fill(0.0);
-  for (int k = 0; k < bad_.size(); ++k) {
-    const int i = bad_[k];
+  for (const int i : bad_) {
     for (int j = 0; j < n_; ++j)
       v[j] -= A_(i, j);
   }
@@ -332,8 +330,8 @@ void mlConstrainedQuadraticMinimiser::Z_from_active(int& dropped) noexcept {
         normals_(r, k) = A_(i, r);
     }
     const mlSingularValueDecomposition svd(normals_);
-    if (svd.is_singular(svd_tolerance) == 0) {
-      pinv_.become(utCopy, svd.inverse(svd_tolerance));
+    if (svd.is_singular(kSvdTolerance) == 0) {
+      pinv_.become(utCopy, svd.inverse(kSvdTolerance));
       // More independent normals than variables cannot occur (an active set stops growing at
       // n); a >= n leaves no null space either way.
       if (a >= n_) {
@@ -386,7 +384,7 @@ void mlConstrainedQuadraticMinimiser::step_direction(const mlVector& grad, const
   const mlMatrix zt_h(mlMatrixProduct, Zt_, H);
   const mlMatrix reduced(mlMatrixProduct, zt_h, Z_);
   const mlSingularValueDecomposition svd(reduced);
-  const mlMatrix& reduced_inverse = svd.inverse(svd_tolerance);
+  const mlMatrix& reduced_inverse = svd.inverse(kSvdTolerance);
   const mlVector w(mlMatrixProduct, Zt_, grad);
   const mlVector u(mlMatrixProduct, reduced_inverse, w);
   step.become(mlMatrixProduct, Z_, u);
@@ -398,15 +396,15 @@ int mlConstrainedQuadraticMinimiser::trim_step_by_constraint(int i, const mlVect
                                                              double& t) const noexcept {
   t = DBL_MAX;
   const double p = product(i, step);
-  if (std::fabs(p) < parallel_tolerance) return is_active(i);
+  if (std::fabs(p) < kParallelTolerance) return is_active(i);
   double r = residual(i, x);
   if (p <= 0.0) {
-    if (r < -feasibility_tolerance) return 1;
+    if (r < -kFeasibilityTolerance) return 1;
     if (r < 0.0) r = 0.0;
   }
   if (p > 0.0) {
     // Only stage 1 limits a step by a violated constraint that the step is curing.
-    if (std::fabs(r) < feasibility_tolerance || stage2 != 0 || is_active(i) != 0 || r > 0.0)
+    if (std::fabs(r) < kFeasibilityTolerance || stage2 != 0 || is_active(i) != 0 || r > 0.0)
       return 1;
   }
   t = -r / p;
@@ -430,7 +428,7 @@ int mlConstrainedQuadraticMinimiser::test_step_on_active(int i, const mlVector& 
   if (is_active(i) == 0) return 0;
   mlVector end;
   point_along(x, 1.0, step, end);
-  return std::fabs(residual(i, end)) < feasibility_tolerance ? 1 : 0;
+  return std::fabs(residual(i, end)) < kFeasibilityTolerance ? 1 : 0;
 }
 
 double mlConstrainedQuadraticMinimiser::trim_step_by_constraints(const mlVector& x,
@@ -452,8 +450,7 @@ double mlConstrainedQuadraticMinimiser::trim_step_by_constraints(const mlVector&
     }
   }
   if (t < DBL_MAX) {
-    for (int k = 0; k < degenerate.size(); ++k) {
-      const int d = degenerate[k];
+    for (const int d : degenerate) {
       const double before = t;
       trim_step_by_degenerate_constraint(d, x, step, stage2, t);
       if (t < before) hit = d;
@@ -482,7 +479,7 @@ int mlConstrainedQuadraticMinimiser::remove_active_constraints(const mlVector& g
     // After the two-drop exit of Z_from_active pinv may belong to an earlier, shorter active
     // set: positions without a multiplier are left alone.
     if (k >= multipliers.dimension()) continue;
-    if (!(multipliers[k] < -multiplier_tolerance)) continue;
+    if (!(multipliers[k] < -kMultiplierTolerance)) continue;
     const int constraint = active_[k];
     remove_at(active_, k);
     released.append(constraint);
@@ -494,7 +491,7 @@ int mlConstrainedQuadraticMinimiser::remove_active_constraints(const mlVector& g
       step_direction(grad, step);
     }
     for (int j = 0; j < released.size(); ++j) {
-      if (product(released[j], step) < -leaving_tolerance) {
+      if (product(released[j], step) < -kLeavingTolerance) {
         // Position k itself, or the end when Z_from_active has shortened the list below it.
         insert_at(active_, k < active_.size() ? k : active_.size(), constraint);
         released.shrink(released.size() - 1, 0);

@@ -9,14 +9,14 @@
 
 namespace {
 
-constexpr double initial_lambda = 1e-4;
-constexpr double lambda_decrease = 0.04;
-constexpr double lambda_increase = 10.0;
-constexpr double lambda_converged = 1e-10;
-constexpr double lambda_failed = 1e10;
-constexpr int outer_iterations = 500;
-constexpr int trials_per_iteration = 50;
-constexpr double difference_step = 1e-5;
+constexpr double kInitialLambda = 1e-4;
+constexpr double kLambdaDecrease = 0.04;
+constexpr double kLambdaIncrease = 10.0;
+constexpr double kLambdaConverged = 1e-10;
+constexpr double kLambdaFailed = 1e10;
+constexpr int kOuterIterations = 500;
+constexpr int kTrialsPerIteration = 50;
+constexpr double kDifferenceStep = 1e-5;
 
 }  // namespace
 
@@ -62,13 +62,13 @@ double mlDistanceLeastSquares::point_distribution_quality(const mlVector& p) {
     distance_and_derivatives(d, g, k);
     for (int j = 0; j < n; ++j) {
       r.become(utCopy, q);
-      r[j] += difference_step;
+      r[j] += kDifferenceStep;
       normalise_parameters(r);
       set_parameters(r);
       double d_step = 0.0;
       distance_and_derivatives(d_step, g_step, k);
       for (int l = 0; l < n; ++l) {
-        const double h_l = (g_step[l] - g[l]) / difference_step;
+        const double h_l = (g_step[l] - g[l]) / kDifferenceStep;
         h(j, l) += d * h_l + g[l] * g[j];
       }
     }
@@ -189,21 +189,21 @@ double mlLevenbergMarquardt::fit(const mlVector& start, mlVector& result) {
   mlDistanceLeastSquares& problem = *problem_;
   fit_parameters_.become(utCopy, start);
   problem.normalise_parameters(fit_parameters_);
-  lambda_ = initial_lambda;
-  for (int iteration = 0; iteration < outer_iterations; ++iteration) {
-    lambda_ = lambda_ * lambda_decrease;
-    if (lambda_ < lambda_converged) break;
+  lambda_ = kInitialLambda;
+  for (int iteration = 0; iteration < kOuterIterations; ++iteration) {
+    lambda_ = lambda_ * kLambdaDecrease;
+    if (lambda_ < kLambdaConverged) break;
     calc_matrices(fit_parameters_);
-    for (int trial = 0; trial < trials_per_iteration; ++trial) {
-      lambda_ = lambda_ * lambda_increase;
+    for (int trial = 0; trial < kTrialsPerIteration; ++trial) {
+      lambda_ = lambda_ * kLambdaIncrease;
       trial_parameters_.become(utCopy, fit_parameters_);
       const double s = update_pars(lambda_, trial_parameters_);
       if (chi_square_ > s) break;
-      if (lambda_ > lambda_failed) break;
+      if (lambda_ > kLambdaFailed) break;
     }
     // Also after an accepted trial: a step found only with lambda above the limit is not
     // taken.
-    if (lambda_ > lambda_failed) break;
+    if (lambda_ > kLambdaFailed) break;
     fit_parameters_.become(utCopy, trial_parameters_);
   }
   result.become(utCopy, fit_parameters_);

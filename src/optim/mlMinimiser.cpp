@@ -7,12 +7,12 @@
 
 namespace {
 
-constexpr double golden_ratio = 1.618034;
-constexpr double growth_limit = 100.0;
-constexpr double bracket_guard = 1e-20;
-constexpr double golden_section = 0.381966;
-constexpr double brent_guard = 1e-20;
-constexpr double probe_growth = 1.7301;
+constexpr double kGoldenRatio = 1.618034;
+constexpr double kGrowthLimit = 100.0;
+constexpr double kBracketGuard = 1e-20;
+constexpr double kGoldenSection = 0.381966;
+constexpr double kBrentGuard = 1e-20;
+constexpr double kProbeGrowth = 1.7301;
 
 // |magnitude| with the sign of `sign_of`: positive when `sign_of` is zero (either zero),
 // negative for a NaN, as the test sign_of >= 0 decides.
@@ -40,14 +40,14 @@ void ml_minimum_bracketing(const mlFunction& f, double& a, double& b, double& c,
     fa = fb;
     fb = ft;
   }
-  c = b + golden_ratio * (b - a);
+  c = b + kGoldenRatio * (b - a);
   fc = f.function(c);
   while (fb > fc) {
     const double r = (b - a) * (fb - fc);
     const double q = (b - c) * (fb - fa);
-    const double s = with_sign(utMath::max(std::fabs(q - r), bracket_guard), q - r);
+    const double s = with_sign(utMath::max(std::fabs(q - r), kBracketGuard), q - r);
     double u = b - ((b - c) * q - (b - a) * r) / (2.0 * s);
-    const double ulim = b + growth_limit * (c - b);
+    const double ulim = b + kGrowthLimit * (c - b);
     double fu;
     if ((b - u) * (u - c) > 0.0) {
       fu = f.function(u);
@@ -63,14 +63,14 @@ void ml_minimum_bracketing(const mlFunction& f, double& a, double& b, double& c,
         fc = fu;
         return;
       }
-      u = c + golden_ratio * (c - b);
+      u = c + kGoldenRatio * (c - b);
       fu = f.function(u);
     } else if ((c - u) * (u - ulim) > 0.0) {
       fu = f.function(u);
       if (fu < fc) {
         // The next point grows from the pair (b, c) as it was before this shift, not from the
         // new pair (c, u): kept so, it decides every later abscissa of the walk.
-        const double grown = c + golden_ratio * (c - b);
+        const double grown = c + kGoldenRatio * (c - b);
         b = c;
         c = u;
         fb = fc;
@@ -82,7 +82,7 @@ void ml_minimum_bracketing(const mlFunction& f, double& a, double& b, double& c,
       u = ulim;
       fu = f.function(u);
     } else {
-      u = c + golden_ratio * (c - b);
+      u = c + kGoldenRatio * (c - b);
       fu = f.function(u);
     }
     a = b;
@@ -108,7 +108,7 @@ double ml_brent_minimum_search(const mlFunction& f, double a, double b, double c
   double d = 0.0;
   for (int iteration = 0; iteration < max_iterations; ++iteration) {
     const double xm = (lo + hi) / 2.0;
-    const double tol1 = tolerance * std::fabs(x) + brent_guard;
+    const double tol1 = tolerance * std::fabs(x) + kBrentGuard;
     const double tol2 = 2.0 * tol1;
     if (std::fabs(x - xm) <= tol2 - (hi - lo) / 2.0) break;
     bool parabolic = false;
@@ -130,7 +130,7 @@ double ml_brent_minimum_search(const mlFunction& f, double a, double b, double c
     }
     if (!parabolic) {
       e = x >= xm ? lo - x : hi - x;
-      d = golden_section * e;
+      d = kGoldenSection * e;
     }
     const double u = std::fabs(d) >= tol1 ? x + d : x + with_sign(tol1, d);
     const double fu = f.function(u);
@@ -169,6 +169,90 @@ double ml_brent_minimum_search(const mlFunction& f, double a, double b, double c
 }
 
 // ---- mlMinimiser ----------------------------------------------------------------------------
+
+namespace {
+
+// What a step of a search pass did: nothing decisive, moved the current point, or ended the
+// search.
+enum class Step { kNone, kMoved, kEnded };
+
+// One pass of mlMinimiser::search from the bracket end at the current point x (near) towards
+// the other one (far). near and far are the bracket's ends themselves, so assigning to far
+// moves that end. Each step evaluates exactly what it needs, in a fixed order: the counts of
+// evaluations are as much a result as the minimum.
+struct Pass {
+  const mlFunction& f;
+  mlFunctionValue& current;
+  const mlFunctionValue& low;
+  const mlFunctionValue& high;
+  mlFunctionValue& near;
+  mlFunctionValue& far;
+  double x = 0.0;
+  int direction = 0;
+  double tolerance = 0.0;
+  double f_near = 0.0;
+
+  // The Newton step from near, taken when the slope heads for far and the curvature is
+  // positive: it ends the search when it stalls, moves the current point when it lowers the
+  // value (unless short in a wide bracket), else becomes far. The curvature is always read.
+  Step newton_step(int slope_sign) const {
+    const double f2 = near.fn2(f);
+    if (slope_sign == -direction && f2 > 0.0 && 1.0 + f2 > 1.0) {
+      const double step = near.fn1(f) / f2;
+      mlFunctionValue newton(x - step);
+      if (newton.parameter() == x) return Step::kEnded;
+      if (low.parameter() < newton.parameter() && newton.parameter() < high.parameter()) {
+        const double f_newton = newton.fn0(f);
+        if (f_near > f_newton) {
+          // A short step while the bracket is still wide is dropped, value and all: the
+          // bisection narrows the bracket instead.
+          const bool short_step_in_wide_bracket =
+              high.parameter() - low.parameter() > tolerance && std::fabs(step) <= tolerance;
+          if (!short_step_in_wide_bracket) {
+            current = newton;
+            return Step::kMoved;
+          }
+        } else {
+          far = newton;
+        }
+      }
+    }
+    return Step::kNone;
+  }
+
+  // Towards an end at +-DBL_MAX: a probe `growth` away from x (growth then ten times larger)
+  // becomes the current point when no higher than near, else far. Returns whether it moved.
+  bool probe_outwards(double& growth) const {
+    mlFunctionValue probe(x + direction * growth);
+    growth = growth * 10.0;
+    if (f_near >= probe.fn0(f)) {
+      current = probe;
+      return true;
+    }
+    far = probe;
+    return false;
+  }
+
+  // Moves to far when it is lower, else halves the bracket at the middle point, which ends
+  // the search when the bracket is within the tolerance and the middle no lower than near.
+  Step bisect() const {
+    if (f_near > far.fn0(f)) {
+      current = far;
+      return Step::kMoved;
+    }
+    mlFunctionValue middle((near.parameter() + far.parameter()) / 2.0);
+    const double f_middle = middle.fn0(f);
+    if (high.parameter() - low.parameter() <= tolerance && f_middle >= f_near) return Step::kEnded;
+    if (f_near > f_middle) {
+      current = middle;
+      return Step::kMoved;
+    }
+    far = middle;
+    return Step::kNone;
+  }
+};
+
+}  // namespace
 
 mlMinimiser::mlMinimiser(const mlFunction& f, double start, double lower, double upper,
                          double tolerance) noexcept
@@ -218,7 +302,7 @@ mlMinimiserState mlMinimiser::which_way(double low, double high) {
     if ((up == high && f_up == f0) || (down == low && f_down == f0)) return mlMinimiserFlat;
     ++iterations_;
     if (iterations_ >= max_iterations_) return mlMinimiserMaxIterations;
-    step = step * probe_growth;
+    step = step * kProbeGrowth;
   }
 }
 
@@ -242,13 +326,12 @@ mlMinimiserState mlMinimiser::search() {
       }
     }
 
-    // The bracket end the search proceeds from (near) and the one it heads for (far); both
-    // are L or H themselves, so assigning to far moves that end of the bracket.
     const bool upwards = x == low.parameter();
-    const int direction = upwards ? 1 : -1;
     mlFunctionValue& near = upwards ? low : high;
     mlFunctionValue& far = upwards ? high : low;
+    const int direction = upwards ? 1 : -1;
     const double f_near = near.fn0(f);
+    const Pass pass{f, current_, low, high, near, far, x, direction, tolerance_, f_near};
 
     int slope_sign = 0;
     if (max_deriv >= 1) {
@@ -258,56 +341,12 @@ mlMinimiserState mlMinimiser::search() {
 
     bool moved = false;
     if (max_deriv >= 2) {
-      const double f2 = near.fn2(f);
-      if (slope_sign == -direction && f2 > 0.0 && 1.0 + f2 > 1.0) {
-        const double newton_step = near.fn1(f) / f2;
-        mlFunctionValue newton(x - newton_step);
-        if (newton.parameter() == x) return mlMinimiserNewtonStalled;
-        if (low.parameter() < newton.parameter() && newton.parameter() < high.parameter()) {
-          const double f_newton = newton.fn0(f);
-          if (f_near > f_newton) {
-            // A short step while the bracket is still wide is dropped, value and all: the
-            // bisection below narrows the bracket instead.
-            const bool short_step_in_wide_bracket =
-                high.parameter() - low.parameter() > tolerance_ &&
-                std::fabs(newton_step) <= tolerance_;
-            if (!short_step_in_wide_bracket) {
-              current_ = newton;
-              moved = true;
-            }
-          } else {
-            far = newton;
-          }
-        }
-      }
+      const Step newton = pass.newton_step(slope_sign);
+      if (newton == Step::kEnded) return mlMinimiserNewtonStalled;
+      moved = newton == Step::kMoved;
     }
-
-    if (!moved && std::fabs(far.parameter()) == DBL_MAX) {
-      mlFunctionValue probe(x + direction * growth);
-      growth = growth * 10.0;
-      if (f_near >= probe.fn0(f)) {
-        current_ = probe;
-        moved = true;
-      } else {
-        far = probe;
-      }
-    }
-
-    if (!moved) {
-      if (f_near > far.fn0(f)) {
-        current_ = far;
-      } else {
-        mlFunctionValue middle((near.parameter() + far.parameter()) / 2.0);
-        const double f_middle = middle.fn0(f);
-        if (high.parameter() - low.parameter() <= tolerance_ && f_middle >= f_near)
-          return mlMinimiserConverged;
-        if (f_near > f_middle) {
-          current_ = middle;
-        } else {
-          far = middle;
-        }
-      }
-    }
+    if (!moved && std::fabs(far.parameter()) == DBL_MAX) moved = pass.probe_outwards(growth);
+    if (!moved && pass.bisect() == Step::kEnded) return mlMinimiserConverged;
     ++iterations_;
   }
   return high.parameter() - low.parameter() <= tolerance_ ? mlMinimiserConverged

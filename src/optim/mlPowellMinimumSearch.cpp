@@ -9,12 +9,12 @@
 
 namespace {
 
-constexpr double brent_tolerance = 0.2;
-constexpr int brent_iterations = 100;
-constexpr double convergence_guard = 1e-25;
-constexpr double extrapolation = 2.0;
-constexpr double value_ratio = 10.0;
-constexpr int last_pass = 39;
+constexpr double kBrentTolerance = 0.2;
+constexpr int kBrentIterations = 100;
+constexpr double kConvergenceGuard = 1e-25;
+constexpr double kExtrapolation = 2.0;
+constexpr double kValueRatio = 10.0;
+constexpr int kLastPass = 39;
 
 // Moves p to the minimum along d and replaces d by the displacement made. `line` is
 // g(t) = f(p + t d) over these very p and d. Returns g there.
@@ -28,7 +28,7 @@ double line_minimise(const mlLineOnFunctionN1& line, mlVector& p, mlVector& d) {
   ml_minimum_bracketing(line, a, b, c, fa, fb, fc);
   double t_min = 0.0;
   const double value =
-      ml_brent_minimum_search(line, a, b, c, brent_tolerance, brent_iterations, &t_min);
+      ml_brent_minimum_search(line, a, b, c, kBrentTolerance, kBrentIterations, &t_min);
   d *= t_min;
   p += d;
   return value;
@@ -69,15 +69,15 @@ double ml_powell_minimum_search(mlVector& p, mlMatrix& directions, double tolera
       best = value;
       best_p.become(utCopy, p);
     }
-    if (tolerance * (std::fabs(fp) + std::fabs(value)) + convergence_guard >= 2.0 * (fp - value))
+    if (tolerance * (std::fabs(fp) + std::fabs(value)) + kConvergenceGuard >= 2.0 * (fp - value))
       break;
-    if (iterations == last_pass) break;
+    if (iterations == kLastPass) break;
     // Line minimisations never raise the value, so this holds exactly for a negative value:
     // a search whose first pass ends below zero stops there. Kept as it is.
-    if (value > value_ratio * best) break;
+    if (value > kValueRatio * best) break;
 
     for (int j = 0; j < n; ++j) {
-      ptt[j] = extrapolation * p[j] - pt[j];
+      ptt[j] = kExtrapolation * p[j] - pt[j];
       d[j] = p[j] - pt[j];
       pt[j] = p[j];
     }

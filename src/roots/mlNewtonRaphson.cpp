@@ -31,7 +31,7 @@ mlNewtonRaphson& mlNewtonRaphson::become(mlNRDim, int n) noexcept {
   return *this;
 }
 
-void mlNewtonRaphson::solve(const mlFunctionN& f, mlVector& x, double tol, int& ok) noexcept {
+void mlNewtonRaphson::solve(const mlFunctionN& f, mlVector& x, double tol, int& ok) {
   PASKOSDA_CHECK(x.dimension() == x_.dimension() && f.variables() == x_.dimension() &&
                      f.dimension() == x_.dimension(),
                  "mlNewtonRaphson::solve: %d unknowns, x has %d, f maps %d to %d", x_.dimension(),

@@ -3,7 +3,20 @@
 #include <cfloat>
 #include <cmath>
 
+#include "containers/utMath.h"
+
 namespace {
+
+// A quartic's root within this distance of its predecessor in the sorted list is the same root.
+constexpr double kSameQuarticRoot = 1e-6;
+// A quadratic whose leading coefficient is below this, relative to its largest coefficient, is
+// solved as the linear equation it nearly is.
+constexpr double kNegligibleQuadratic = 1e-11;
+// A discriminant below this, relative to b^2, in magnitude gives the double root -b / 2a.
+constexpr double kDoubleRoot = 1e-11;
+// A cubic or quartic whose leading coefficient is below this, relative to the next, is solved
+// as the polynomial of one degree less.
+constexpr double kNegligibleLeading = 1e-10;
 
 void order(double& p, double& q) noexcept {
   if (p > q) {
@@ -15,7 +28,7 @@ void order(double& p, double& q) noexcept {
 
 // pow with the sign of the base carried through, for odd roots of negative numbers.
 double signed_power(double base, double e) noexcept {
-  return base < 0.0 ? -std::pow(-base, e) : std::pow(base, e);
+  return base < 0.0 ? -utMath::pow(-base, e) : utMath::pow(base, e);
 }
 
 double signed_cube_root(double x) noexcept { return signed_power(x, 0.3333333333333333); }
@@ -39,7 +52,7 @@ class SortedRoots {
     // Only a NaN is below no root at all; it is kept at the end rather than compared with a
     // predecessor it does not have.
     if (p < 0) p = n_ - 1;
-    if (std::fabs(v - r_[p]) <= 1e-6) return;
+    if (std::fabs(v - r_[p]) <= kSameQuarticRoot) return;
     for (int k = n_; k > p + 1; --k)
       r_[k] = r_[k - 1];
     r_[p + 1] = v;
@@ -63,7 +76,7 @@ class SortedRoots {
 // when the value is 0). A zero value keeps x (step 0); a zero derivative fails and leaves the
 // new point at DBL_MAX.
 struct NewtonStep {
-  NewtonStep(const mlFunction& f, double x) noexcept
+  NewtonStep(const mlFunction& f, double x)
       : fx(f.function(x)), derivative(f.function_derivative(1, x)) {
     if (fx == 0.0) {
       next = x;
@@ -75,8 +88,8 @@ struct NewtonStep {
       next = x - dx;
     }
   }
-  double fx;
-  double derivative;
+  double fx = 0.0;
+  double derivative = 0.0;
   double dx = 0.0;
   double next = 0.0;
   bool failed = false;
@@ -85,7 +98,7 @@ struct NewtonStep {
 // Evaluates f at a and then, unless a is already within tol of a root, at b. Returns true
 // with that end in `root` when one of them is.
 bool root_at_an_end(const mlFunction& f, double a, double b, double tol, double& fa, double& fb,
-                    double& root) noexcept {
+                    double& root) {
   fa = f.function(a);
   if (std::fabs(fa) <= tol) {
     root = a;
@@ -118,7 +131,7 @@ mlRootType mlRootSolve::quadratic_solve(double a, double b, double c, double& r1
   a /= s;
   b /= s;
   c /= s;
-  if (std::fabs(a) < 1e-11) {
+  if (std::fabs(a) < kNegligibleQuadratic) {
     if (b == 0.0) return mlRootsNone;
     r1 = -c / b;
     return mlRootsOne;
@@ -131,7 +144,7 @@ mlRootType mlRootSolve::quadratic_solve(double a, double b, double c, double& r1
   }
   const double discriminant = b * b - 4 * a * c;
   const bool nearly_double =
-      b != 0.0 && -1e-11 < discriminant / (b * b) && discriminant / (b * b) < 1e-11;
+      b != 0.0 && -kDoubleRoot < discriminant / (b * b) && discriminant / (b * b) < kDoubleRoot;
   if (nearly_double || discriminant == 0.0) {
     r1 = -b / (2 * a);
     r2 = r1;
@@ -154,7 +167,7 @@ mlRootType mlRootSolve::cubic_solve(double a, double b, double c, double d, doub
   r2 = 0.0;
   r3 = 0.0;
   if (a == 0.0 && b == 0.0 && c == 0.0 && d == 0.0) return mlRootsEverywhere;
-  if (a == 0.0 || (b != 0.0 && std::fabs(a) / std::fabs(b) < 1e-10)) {
+  if (a == 0.0 || (b != 0.0 && std::fabs(a) / std::fabs(b) < kNegligibleLeading)) {
     return quadratic_solve(b, c, d, r1, r2);
   }
   if (d == 0.0) {
@@ -191,9 +204,9 @@ mlRootType mlRootSolve::cubic_solve(double a, double b, double c, double d, doub
   if (big_d < 0.0) {
     const double radius_squared = big_r * big_r - big_d;
     const double rho = radius_squared == 0.0 ? 0.0 : signed_sixth_root(radius_squared);
-    const double theta = std::atan2(std::sqrt(-big_d), big_r) / 3;
-    const double k = rho * std::cos(theta);
-    const double t = std::sqrt(3.0) * rho * std::sin(theta);
+    const double theta = utMath::atan2(std::sqrt(-big_d), big_r) / 3;
+    const double k = rho * utMath::cos(theta);
+    const double t = std::sqrt(3.0) * rho * utMath::sin(theta);
     r1 = 2 * k - s;
     r2 = (-k - s) - t;
     r3 = t - (s + k);
@@ -212,7 +225,7 @@ mlRootType mlRootSolve::cubic_solve(double a, double b, double c, double d, doub
 
 mlRootType mlRootSolve::quartic_solve(double a, double b, double c, double d, double e, double& r1,
                                       double& r2, double& r3, double& r4) noexcept {
-  if (a == 0.0 || (b != 0.0 && std::fabs(a) / std::fabs(b) < 1e-10)) {
+  if (a == 0.0 || (b != 0.0 && std::fabs(a) / std::fabs(b) < kNegligibleLeading)) {
     return cubic_solve(b, c, d, e, r1, r2, r3);
   }
   // Depressed to y^4 + p y^2 + q y + r with x = y - s4.
@@ -264,7 +277,7 @@ mlRootType mlRootSolve::quartic_solve(double a, double b, double c, double d, do
 }
 
 double mlRootSolve::newton_raphson(const mlFunction& f, double x, double tol, int& ok,
-                                   int max_iter) noexcept {
+                                   int max_iter) {
   ok = 1;
   if (max_iter < 1) {
     ok = 0;
@@ -302,7 +315,7 @@ double mlRootSolve::newton_raphson(const mlFunction& f, double x, double tol, in
 }
 
 double mlRootSolve::newton_raphson(const mlFunction& f, double a, double b, double tol, int& ok,
-                                   int max_iter) noexcept {
+                                   int max_iter) {
   ok = 1;
   double fa = 0.0, fb = 0.0, root = 0.0;
   if (root_at_an_end(f, a, b, tol, fa, fb, root)) return root;
@@ -342,7 +355,7 @@ double mlRootSolve::newton_raphson(const mlFunction& f, double a, double b, doub
 }
 
 double mlRootSolve::regula_falsi(const mlFunction& f, double a, double b, double tol, int& ok,
-                                 int max_iter) noexcept {
+                                 int max_iter) {
   ok = 1;
   double fa = 0.0, fb = 0.0, root = 0.0;
   if (root_at_an_end(f, a, b, tol, fa, fb, root)) return root;

@@ -127,6 +127,17 @@ TEST(Allocation, NoneWhenSolversAreUsedAgainAtTheirSizes) {
             }),
             0)
       << "polynomial";
+  // Degree 64, the largest the fixed workspace holds: t^64 - 1.
+  double c64[65] = {-1};
+  c64[64] = 1;
+  double roots64[64], t64[63];
+  int kind64[63];
+  EXPECT_EQ(allocations_on_reuse([&] {
+              mlPolynomialSolver::solve_polynomial_allroots(64, c64, roots64);
+              mlPolynomialSolver::solve_polynomial_extrema(64, c64, -2, 2, t64, kind64);
+            }),
+            0)
+      << "polynomial of degree 64";
 }
 
 }  // namespace

@@ -31,7 +31,7 @@ std::vector<std::vector<int>> awkward_inputs() {
   return inputs;
 }
 
-TEST(mlQuickSortDynArrInt, SortsLikeStdSort) {
+TEST(coQuickSortDynArrInt, SortsLikeStdSort) {
   for (const std::vector<int>& input : awkward_inputs()) {
     intcoDynArr array;
     for (int x : input)
@@ -43,13 +43,13 @@ TEST(mlQuickSortDynArrInt, SortsLikeStdSort) {
   }
 }
 
-TEST(mlQuickSortDynArrInt, SortsOnlyTheGivenPrefix) {
+TEST(coQuickSortDynArrInt, SortsOnlyTheGivenPrefix) {
   intcoDynArr array{9, 8, 7, 6, 5};
   mlQuickSortDynArrInt().sort(&array, 3);
   EXPECT_EQ(std::vector<int>(array.begin(), array.end()), (std::vector<int>{7, 8, 9, 6, 5}));
 }
 
-TEST(doublecoQuickSortIndex, GivesTheAscendingPermutationWithTiesByIndex) {
+TEST(coQuickSortIndex, GivesTheAscendingPermutationWithTiesByIndex) {
   mlRandom random(11);
   for (int n : {0, 1, 2, 17, 500, 3000}) {
     doublecoPageArr values;

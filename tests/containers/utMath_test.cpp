@@ -4,9 +4,12 @@
 
 #include <climits>
 #include <cmath>
+#include <cstring>
 #include <limits>
 
 #include "containers/ut_numeric_cast.h"
+#include "linalg/mlMath.h"
+#include "math/mlPortableMath.h"
 
 namespace {
 
@@ -42,6 +45,39 @@ TEST(utMath, IntegerPowerIsTheLeftToRightProduct) {
   EXPECT_EQ(utMath::pow(2.0, -1074), 0.0);
 }
 
+// The elementary functions are the platform's, or the library's own in a build with
+// PASKOSDA_PORTABLE_MATH; the library's own computations reach them through utMath alone.
+TEST(utMath, ElementaryFunctionsAreThoseOfTheBuildMode) {
+  const bool portable = utMath::portable();
+  for (double x : {-7.25, -0.5, 1e-9, 0.75, 3.0, 40.0, 1e22}) {
+    const double y = 0.5 - x / 8.0;
+    const double expected[] = {
+        portable ? paskosda_detail::portable_sin(x) : std::sin(x),
+        portable ? paskosda_detail::portable_cos(x) : std::cos(x),
+        portable ? paskosda_detail::portable_sinh(y) : std::sinh(y),
+        portable ? paskosda_detail::portable_cosh(y) : std::cosh(y),
+        portable ? paskosda_detail::portable_exp(y) : std::exp(y),
+        portable ? paskosda_detail::portable_log(std::fabs(x)) : std::log(std::fabs(x)),
+        portable ? paskosda_detail::portable_atan2(x, y) : std::atan2(x, y),
+        portable ? paskosda_detail::portable_hypot(x, y) : std::hypot(x, y),
+        portable ? paskosda_detail::portable_pow(std::fabs(x), y) : std::pow(std::fabs(x), y),
+        portable ? paskosda_detail::portable_cos(x) : std::cos(x),
+    };
+    const double got[] = {utMath::sin(x),
+                          utMath::cos(x),
+                          utMath::sinh(y),
+                          utMath::cosh(y),
+                          utMath::exp(y),
+                          utMath::log(std::fabs(x)),
+                          utMath::atan2(x, y),
+                          utMath::hypot(x, y),
+                          utMath::pow(std::fabs(x), y),
+                          mlMath::sin_derivative(1, x)};
+    for (int k = 0; k < 10; ++k)
+      EXPECT_EQ(std::memcmp(&got[k], &expected[k], sizeof(double)), 0) << k << " at " << x;
+  }
+}
+
 TEST(utMath, BinomialCoefficients) {
   // Pascal's rule row by row, compared exactly.
   double row[41] = {1.0};
@@ -56,7 +92,7 @@ TEST(utMath, BinomialCoefficients) {
   EXPECT_EQ(utMath::n_choose_i(0, 0), 1.0);
 }
 
-TEST(ut_numeric_cast, ReportsOverflowExactlyAtTheBoundaries) {
+TEST(utMathNumericCast, ReportsOverflowExactlyAtTheBoundaries) {
   struct Narrow {
     utUInt64 x;
     int result;
@@ -83,7 +119,7 @@ TEST(ut_numeric_cast, ReportsOverflowExactlyAtTheBoundaries) {
   }
 }
 
-TEST(ut_numeric_cast, ComparesMixedSignednessByValue) {
+TEST(utMathNumericCast, ComparesMixedSignednessByValue) {
   EXPECT_TRUE(ut_compare(-1) < 0u);
   EXPECT_FALSE(ut_compare(-1) > 0xFFFFFFFFu);  // not taken as 4294967295
   EXPECT_TRUE(ut_compare(utUInt64{0}) > -1);

@@ -25,7 +25,7 @@ mlMatrix random_spd(mlRandom& random, int n) {
   return a;
 }
 
-TEST(CholeskyDecomposition, FactorsExactlyReadingOnlyTheUpperTriangle) {
+TEST(mlCholeskyDecomposition, FactorsExactlyReadingOnlyTheUpperTriangle) {
   // L = [2 0 0; 1 2 0; 0 1 1]; the 99s below the diagonal are never read.
   const mlCholeskyDecomposition c(mat(3, 3, {4, 2, 0, 99, 5, 2, 99, 99, 2}));
   mlMatrix l, original;
@@ -41,7 +41,7 @@ TEST(CholeskyDecomposition, FactorsExactlyReadingOnlyTheUpperTriangle) {
   EXPECT_EQ(mlCholeskyDecomposition(mlMatrix()).determinant(), 1.0);
 }
 
-TEST(CholeskyDecomposition, ReportsPivotsThatAreNotPositive) {
+TEST(mlCholeskyDecomposition, ReportsPivotsThatAreNotPositive) {
   const std::pair<mlMatrix, int> cases[] = {
       {mat(1, 1, {0.0}), 1},         // 0.0 >= s: a zero pivot fails too
       {mat(1, 1, {1e-300}), 0},      // no threshold above zero
@@ -52,7 +52,7 @@ TEST(CholeskyDecomposition, ReportsPivotsThatAreNotPositive) {
     EXPECT_EQ(mlCholeskyDecomposition(a).is_singular(), singular) << a;
 }
 
-TEST(CholeskyDecomposition, ReconstructsAndSolvesRandomMatrices) {
+TEST(mlCholeskyDecomposition, ReconstructsAndSolvesRandomMatrices) {
   mlRandom random(8);
   for (int n : {1, 16, 60}) {
     const mlMatrix a = random_spd(random, n);
@@ -73,7 +73,7 @@ TEST(CholeskyDecomposition, ReconstructsAndSolvesRandomMatrices) {
   }
 }
 
-TEST(CholeskyDecomposition, ResizesTheMatrixSolutionOnlyWhenItsShapeDiffers) {
+TEST(mlCholeskyDecomposition, ResizesTheMatrixSolutionOnlyWhenItsShapeDiffers) {
   const mlCholeskyDecomposition c(mat(2, 2, {4, 2, 2, 3}));
   const mlMatrix b = mat(2, 1, {6, 5}), ones = mat(2, 1, {1, 1});  // b = A * ones
   // A 2 by 1 matrix that still holds 6 doubles (expand never lowers the used count) keeps
@@ -87,7 +87,7 @@ TEST(CholeskyDecomposition, ResizesTheMatrixSolutionOnlyWhenItsShapeDiffers) {
               equal(ones, y, 1e-15));
 }
 
-TEST(CholeskyDecomposition, MatrixSolveIsTheVectorSolveOfEachColumnBitForBit) {
+TEST(mlCholeskyDecomposition, MatrixSolveIsTheVectorSolveOfEachColumnBitForBit) {
   mlRandom random(4);
   for (int n : {1, 5, 40, 90}) {
     const mlCholeskyDecomposition c(random_spd(random, n));
@@ -114,7 +114,7 @@ TEST(CholeskyDecomposition, MatrixSolveIsTheVectorSolveOfEachColumnBitForBit) {
   }
 }
 
-TEST(CholeskyDecomposition, VectorSolveMatchesThePlainLoopsBitForBit) {
+TEST(mlCholeskyDecomposition, VectorSolveMatchesThePlainLoopsBitForBit) {
   mlRandom random(12);
   // Orders around the blocks of the backward sweep and the powers of two.
   for (int n : {1, 7, 8, 9, 17, 64, 255, 256, 300}) {
@@ -134,7 +134,7 @@ TEST(CholeskyDecomposition, VectorSolveMatchesThePlainLoopsBitForBit) {
   }
 }
 
-TEST(CholeskyDecomposition, FastFactorisationMatchesThePlainLoopsBitForBit) {
+TEST(mlCholeskyDecomposition, FastFactorisationMatchesThePlainLoopsBitForBit) {
   for (const KernelIsa isa : best_and_kernel_isas()) {
     mlRandom random(99);
     int failures = 0;

@@ -26,7 +26,7 @@ struct Factors {
   mlMatrix p, l, u;
 };
 
-TEST(LUDecomposition, FactorsSmallIntegerMatricesExactly) {
+TEST(mlLUDecomposition, FactorsSmallIntegerMatricesExactly) {
   // Both steps pivot: the multipliers 1/4, 1/2 and 1/4 are exact, so are the factors.
   const mlLUDecomposition lu(mat(3, 3, {1, 2, 0, 4, 4, 4, 2, 6, 3}));
   const Factors f(lu);
@@ -42,7 +42,7 @@ TEST(LUDecomposition, FactorsSmallIntegerMatricesExactly) {
             (std::vector<double>{0, 1, 0, 1, 0, 0, 0, 0, 1}));
 }
 
-TEST(LUDecomposition, PivotTestIsAbsoluteAndStrictAt1e20) {
+TEST(mlLUDecomposition, PivotTestIsAbsoluteAndStrictAt1e20) {
   const std::pair<mlMatrix, int> cases[] = {
       {mat(1, 1, {1e-20}), 0},
       {mat(1, 1, {0.99e-20}), 1},
@@ -54,7 +54,7 @@ TEST(LUDecomposition, PivotTestIsAbsoluteAndStrictAt1e20) {
     EXPECT_EQ(mlLUDecomposition(a).is_singular(), singular) << a;
 }
 
-TEST(LUDecomposition, RejectsNonSquareMatricesAndAcceptsTheEmptyOne) {
+TEST(mlLUDecomposition, RejectsNonSquareMatricesAndAcceptsTheEmptyOne) {
   for (const mlMatrix& a : {mat(2, 3, {1, 0, 0, 0, 1, 0}), mat(3, 2, {1, 0, 0, 1, 0, 0})}) {
     const mlLUDecomposition lu(a);
     EXPECT_TRUE(lu.is_singular() == 1 && lu.dimension() == a.rows() && lu.determinant() == 0.0);
@@ -69,7 +69,7 @@ TEST(LUDecomposition, RejectsNonSquareMatricesAndAcceptsTheEmptyOne) {
   EXPECT_TRUE(x.dimension() == 0 && inv.rows() == 0 && inv.cols() == 0);
 }
 
-TEST(LUDecomposition, MatrixSolveMultipliesByTheReciprocalWhereTheVectorSolveDivides) {
+TEST(mlLUDecomposition, MatrixSolveMultipliesByTheReciprocalWhereTheVectorSolveDivides) {
   const mlLUDecomposition lu(mat(1, 1, {3}));
   mlVector x;
   mlMatrix xm;
@@ -79,7 +79,7 @@ TEST(LUDecomposition, MatrixSolveMultipliesByTheReciprocalWhereTheVectorSolveDiv
   EXPECT_TRUE(x[0] == 5.0 / 3.0 && xm(0, 0) == 5.0 * (1.0 / 3.0) && x[0] != xm(0, 0));
 }
 
-TEST(LUDecomposition, ReconstructsAndSolvesRandomMatrices) {
+TEST(mlLUDecomposition, ReconstructsAndSolvesRandomMatrices) {
   mlRandom random(31);
   for (int n : {1, 2, 17, 77}) {
     // A, and A with b as an extra column: its elimination leaves the solution there.
@@ -125,7 +125,7 @@ void fill(mlRandom& random, mlMatrix& a, int kind) {
   if (kind == 5) a(random.integer(r), k) = kNaN;
 }
 
-TEST(LUDecomposition, FastEliminationMatchesThePlainLoopsBitForBit) {
+TEST(mlLUDecomposition, FastEliminationMatchesThePlainLoopsBitForBit) {
   for (const KernelIsa isa : kIsas) {
     mlRandom random(2024);
     int failures = 0;
@@ -156,7 +156,7 @@ TEST(LUDecomposition, FastEliminationMatchesThePlainLoopsBitForBit) {
   }
 }
 
-TEST(LUDecomposition, FastSolvesMatchThePlainLoopsBitForBit) {
+TEST(mlLUDecomposition, FastSolvesMatchThePlainLoopsBitForBit) {
   for (const KernelIsa isa : kIsas) {
     mlRandom random(77);
     for (int trial = 0; trial < 30; ++trial) {

@@ -10,7 +10,7 @@ namespace {
 
 using namespace paskosda_test;
 
-TEST(QRDecomposition, BuildsQAndRAndRejectsWithoutChangingThem) {
+TEST(mlQRDecomposition, BuildsQAndRAndRejectsWithoutChangingThem) {
   mlMatrix q, r;
   mlQRDecomposition qr(&q, &r);
   EXPECT_EQ(qr.status(), mlQRNothingAdded);
@@ -37,7 +37,7 @@ TEST(QRDecomposition, BuildsQAndRAndRejectsWithoutChangingThem) {
   }
 }
 
-TEST(QRDecomposition, InputsAreRTimesQOnRandomVectors) {
+TEST(mlQRDecomposition, InputsAreRTimesQOnRandomVectors) {
   mlRandom random(12);
   const int n = 7, m = 5;
   for (int orthonormal = 0; orthonormal < 2; ++orthonormal) {
@@ -66,7 +66,7 @@ TEST(QRDecomposition, InputsAreRTimesQOnRandomVectors) {
   }
 }
 
-TEST(GramSchmidt, OrthogonalisesExistingRowsAndDropsEverythingFromADependentOne) {
+TEST(mlQRDecompositionGramSchmidt, OrthogonalisesExistingRowsAndDropsEverythingFromADependentOne) {
   // Row 2 = row 0 + row 1: it goes, and row 3 with it although it is independent.
   mlMatrix m = mat(4, 3, {1, 0, 0, 1, 1, 0, 2, 1, 0, 0, 0, 1});
   EXPECT_EQ(mlGramSchmidt(&m).status(), mlGSDependent);
@@ -77,7 +77,7 @@ TEST(GramSchmidt, OrthogonalisesExistingRowsAndDropsEverythingFromADependentOne)
   EXPECT_EQ(mlGramSchmidt(&empty).status(), mlGSNothingDone);
 }
 
-TEST(GramSchmidt, AddReturnsTheSquaredRemainderAndKeepsItOnlyWhenAsked) {
+TEST(mlQRDecompositionGramSchmidt, AddReturnsTheSquaredRemainderAndKeepsItOnlyWhenAsked) {
   mlMatrix m = mat(1, 3, {1, 0, 0});
   mlGramSchmidt gs(&m);
   mlVector v = vec({2, 3, 4}), w = vec({2, 3, 4});
@@ -91,9 +91,9 @@ TEST(GramSchmidt, AddReturnsTheSquaredRemainderAndKeepsItOnlyWhenAsked) {
   const std::pair<mlVector, mlGSStatus> cases[] = {{vec({5, 6, 8}), mlGSDependent},
                                                    {vec({1, 1}), mlGSSizeMismatch},
                                                    {vec({1e-6, 0, 0}), mlGSTooShort}};
-  for (const auto& [v, status] : cases) {
-    mlVector copy(utCopy, v);
-    EXPECT_TRUE(gs.add(&copy, 1) == 0.0 && gs.status() == status && m.rows() == 2) << v;
+  for (const auto& [input, status] : cases) {
+    mlVector copy(utCopy, input);
+    EXPECT_TRUE(gs.add(&copy, 1) == 0.0 && gs.status() == status && m.rows() == 2) << input;
   }
 }
 

@@ -307,7 +307,7 @@ TEST(mlSingularValueDecomposition, HandlesEmptyAndNonFiniteMatrices) {
 
 // ---- ml_svd ----------------------------------------------------------------------------------
 
-TEST(ml_svd, ReconstructsAndAgreesWithTheBidiagonalMethod) {
+TEST(mlSingularValueDecompositionJacobi, ReconstructsAndAgreesWithTheBidiagonalMethod) {
   mlRandom random(8);
   const int shapes[][2] = {{2, 2}, {5, 3}, {8, 8}, {12, 5}, {30, 12}};
   for (const auto& [m, n] : shapes) {
@@ -334,7 +334,7 @@ TEST(ml_svd, ReconstructsAndAgreesWithTheBidiagonalMethod) {
   }
 }
 
-TEST(ml_svd, RotatesOnlyWhatNeedsRotating) {
+TEST(mlSingularValueDecompositionJacobi, RotatesOnlyWhatNeedsRotating) {
   using V = std::vector<double>;
   const std::tuple<int, int, V, V, V, V> cases[] = {
       // m, n, w and z before, w and z after

@@ -21,7 +21,7 @@ std::vector<double> solve(const mlVector& lower, const mlVector& diagonal, const
   return values(x);
 }
 
-TEST(Tridiagonal, SolvesBandAndSmallPeriodicSystemsExactly) {
+TEST(mlTridiagonal, SolvesBandAndSmallPeriodicSystemsExactly) {
   using V = std::vector<double>;
   const std::tuple<V, V, V, V, bool, V> cases[] = {
       // lower, diagonal, upper, d, periodic, x
@@ -44,7 +44,7 @@ TEST(Tridiagonal, SolvesBandAndSmallPeriodicSystemsExactly) {
   EXPECT_EQ(solve(lower, fours, upper, fours, true), solve(lower, fours, upper, fours, false));
 }
 
-TEST(Tridiagonal, SolvesRandomPeriodicSystems) {
+TEST(mlTridiagonal, SolvesRandomPeriodicSystems) {
   // Diagonally dominant cyclic systems: the residual of the full matrix, corners included.
   mlRandom random(3);
   for (int n : {2, 3, 10, 31}) {
@@ -62,7 +62,7 @@ TEST(Tridiagonal, SolvesRandomPeriodicSystems) {
   }
 }
 
-TEST(Tridiagonal, TestsItsProperties) {
+TEST(mlTridiagonal, TestsItsProperties) {
   struct Case {
     mlVector lower, diagonal, upper;
     std::vector<int> properties;  // dominant, non-zero diagonal, same-sign corners

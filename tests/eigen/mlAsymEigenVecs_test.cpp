@@ -12,7 +12,7 @@ namespace {
 
 using namespace paskosda_test;
 
-TEST(AsymEigenVecs, FindsRealValuesByMagnitudeAndANullVectorOrSpaceForEach) {
+TEST(mlAsymEigenVecs, FindsRealValuesByMagnitudeAndANullVectorOrSpaceForEach) {
   const double s = std::sqrt(0.5), r2 = std::sqrt(2.0);
   struct Case {
     mlMatrix a;
@@ -56,7 +56,7 @@ TEST(AsymEigenVecs, FindsRealValuesByMagnitudeAndANullVectorOrSpaceForEach) {
   }
 }
 
-TEST(ATAEigenVecs, SquaresTheSingularValuesAndTakesTheRightSingularVectors) {
+TEST(mlAsymEigenVecsATA, SquaresTheSingularValuesAndTakesTheRightSingularVectors) {
   // With fewer rows than columns, past the min(m, n) singular values the eigenvalue is 0.0.
   mlRandom random(31);
   const int shapes[][2] = {{2, 2}, {4, 3}, {4, 4}, {6, 5}, {1, 3}};

@@ -71,7 +71,7 @@ double tie_rich(mlRandom& random, int kind) {
   return pick == 0 ? nan : pick == 1 ? -0.0 : (pick % 2 ? -1.0 : 1.0) * random.integer(4);
 }
 
-TEST(EigenKernel, KeepsTheFirstLargestMagnitudeThroughRotations) {
+TEST(mlEigenKernel, KeepsTheFirstLargestMagnitudeThroughRotations) {
   for (const KernelIsa isa : paskosda_test::kernel_isas()) {
     mlRandom random(77);
     long rotations = 0;
@@ -119,7 +119,7 @@ TEST(EigenKernel, KeepsTheFirstLargestMagnitudeThroughRotations) {
 
 // Every instruction set takes the same rotations to the same bits, with the rows kept (from
 // order 14) or scanned whole, and stops where a rotation needs the whole products.
-TEST(EigenKernel, RotatesAlikeOnEveryInstructionSet) {
+TEST(mlEigenKernel, RotatesAlikeOnEveryInstructionSet) {
   using paskosda_detail::JacobiRotations;
   using paskosda_detail::JacobiStop;
   mlRandom random(5);

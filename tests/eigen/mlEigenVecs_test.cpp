@@ -8,7 +8,7 @@ namespace {
 
 using paskosda_test::vec;
 
-TEST(EigenVecs, ComparesNumbersStrictlyAndUnitVectorsUpToSign) {
+TEST(mlEigenVecs, ComparesNumbersStrictlyAndUnitVectorsUpToSign) {
   EXPECT_EQ(mlEigenVecs::equals(1.0, 1.25, 0.5), 1);
   EXPECT_EQ(mlEigenVecs::equals(1.5, 1.0, 0.5) + mlEigenVecs::equals(-2.0, -2.0, 0.0), 0);
   // Only the scalar product is compared with +-1, so a longer parallel vector is not equal.

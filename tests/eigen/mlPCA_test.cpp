@@ -12,7 +12,7 @@ namespace {
 using paskosda_test::same_bits;
 using paskosda_test::values;
 
-TEST(PCA, IsTheAtaSolverOnCentredPointsDividedBySqrtNMinusOne) {
+TEST(mlPCA, IsTheAtaSolverOnCentredPointsDividedBySqrtNMinusOne) {
   mlRandom random(5);
   for (int d = 2; d <= 4; ++d) {
     const int n = 3 * d + 1;
@@ -44,7 +44,7 @@ TEST(PCA, IsTheAtaSolverOnCentredPointsDividedBySqrtNMinusOne) {
   }
 }
 
-TEST(PCA, ReportsTooFewPointsClearingResultsAndLeavingOutputsAlone) {
+TEST(mlPCA, ReportsTooFewPointsClearingResultsAndLeavingOutputsAlone) {
   const int shapes[][2] = {{1, 2}, {2, 3}, {3, 1}, {0, 0}};  // points by dimensions
   for (const auto& [n, d] : shapes) {
     doublecoDynArr2D good, p;

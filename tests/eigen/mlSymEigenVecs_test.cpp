@@ -49,7 +49,7 @@ void expect_same_as_products(const mlMatrix& a, double tolerance, const std::str
   EXPECT_TRUE(same_bits_or_nan(expected.vectors.data(), v.data(), n * n)) << what;
 }
 
-TEST(SymEigenVecs, RotatesExactlyAsTheWholeProducts) {
+TEST(mlSymEigenVecs, RotatesExactlyAsTheWholeProducts) {
   mlRandom random(2024);
   for (int k = 0; k < 96; ++k) {
     const int n = 1 + k / 12, trial = k % 12;
@@ -70,7 +70,7 @@ TEST(SymEigenVecs, RotatesExactlyAsTheWholeProducts) {
   expect_same_as_products(mat(1, 1, {5}), kNaN, "a NaN tolerance, nothing to rotate");
 }
 
-TEST(SymEigenVecs, ChoosesEveryRotationAsTheWholeScanDoes) {
+TEST(mlSymEigenVecs, ChoosesEveryRotationAsTheWholeScanDoes) {
   // Between rotations the search keeps each row's largest element; the literal method scans
   // the whole triangle. Random, graded, clustered and tie-rich inputs.
   mlRandom random(31);
@@ -90,7 +90,7 @@ TEST(SymEigenVecs, ChoosesEveryRotationAsTheWholeScanDoes) {
   }
 }
 
-TEST(SymEigenVecs, DiagonalisesRandomMatricesWithOrthonormalVectors) {
+TEST(mlSymEigenVecs, DiagonalisesRandomMatricesWithOrthonormalVectors) {
   mlRandom random(7);
   for (int n = 2; n <= 8; ++n) {
     const mlMatrix a = random_symmetric(random, n, 1.0, 0);
@@ -104,7 +104,7 @@ TEST(SymEigenVecs, DiagonalisesRandomMatricesWithOrthonormalVectors) {
   }
 }
 
-TEST(SymEigenVecs, OrdersEqualMagnitudesByLaterPositionAndCopiesThemOut) {
+TEST(mlSymEigenVecs, OrdersEqualMagnitudesByLaterPositionAndCopiesThemOut) {
   const mlMatrix a = mat(3, 3, {2, 0, 0, 0, -2, 0, 0, 0, 2});  // diagonal: nothing rotates
   mlSymEigenVecs e(a);
   e.calculate();
@@ -115,7 +115,7 @@ TEST(SymEigenVecs, OrdersEqualMagnitudesByLaterPositionAndCopiesThemOut) {
   EXPECT_EQ(values(longer), (std::vector<double>{2, -2, 2, 9}));  // the tail is kept
 }
 
-TEST(SymEigenVecs, StopsBelowOnePercentOfTheToleranceOrAfterTenMillionRotations) {
+TEST(mlSymEigenVecs, StopsBelowOnePercentOfTheToleranceOrAfterTenMillionRotations) {
   // 0.05 is rotated away at tolerance 5 (the threshold is not above it), not at +-5.0001.
   const mlMatrix a = mat(2, 2, {1, 0.05, 0.05, 4}), b = mat(2, 2, {1, 1, 1, 2});
   for (double tolerance : {5.0, 5.0001, -5.0001}) {
@@ -144,7 +144,7 @@ TEST(SymEigenVecs, StopsBelowOnePercentOfTheToleranceOrAfterTenMillionRotations)
   }
 }
 
-TEST(SymEigenVecs, AppendsValuesWhenCalculatedAgainUntilBecome) {
+TEST(mlSymEigenVecs, AppendsValuesWhenCalculatedAgainUntilBecome) {
   const mlMatrix a = mat(2, 2, {5, 0, 0, 1}), b = mat(2, 2, {1, 0.001, 0.001, 2});
   mlSymEigenVecs e(a);
   e.calculate();

@@ -495,7 +495,7 @@ class HandWrittenProblem : public mlDistanceLeastSquares {
   double step_;
 };
 
-TEST(mlCallableLeastSquares, FitsAsAHandWrittenProblemWithAndWithoutAJacobian) {
+TEST(mlCallableFunctionLeastSquares, FitsAsAHandWrittenProblemWithAndWithoutAJacobian) {
   const auto fit = [](mlDistanceLeastSquares& problem, const std::vector<double>& start) {
     mlVector result;
     const double mean_square = mlLevenbergMarquardt(problem).fit(vec(start), result);

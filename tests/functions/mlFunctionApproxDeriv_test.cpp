@@ -33,7 +33,7 @@ TEST(mlFunctionApproxDeriv, DifferencesForwardThenBackwardNearTheUpperEnd) {
   }
 }
 
-TEST(mlFunction2ApproxDeriv, DifferenceInOneParameterHoldingTheOther) {
+TEST(mlFunctionApproxDeriv2, DifferenceInOneParameterHoldingTheOther) {
   const auto g = [](double u, double v) { return u * u * v + 3.0 * v * v; };
   const CountingFunction2 f(g, nullptr, {0.0, 1.0, 10.0, 20.0});
   const mlFunction2ApproxUDeriv du(f, 0.5);

@@ -71,7 +71,7 @@ double first_within(const std::vector<double>& e, double tol, int& converged) {
   return j < e.size() ? e[j] : e.empty() ? 0.0 : e.back();
 }
 
-TEST(ml_sum, SumsInIncreasingOrderAtIDxPlusX0) {
+TEST(mlIntegrateSum, SumsInIncreasingOrderAtIDxPlusX0) {
   const CountingFunction f(wavy);
   EXPECT_EQ(ml_sum(f, 0.3, 0.7, 0) + ml_sum(f, 0.3, 0.7, -4), 0.0);
   EXPECT_EQ(ml_sum(f, 0.3, 0.7, 3),

@@ -4,6 +4,8 @@
 
 #include <cmath>
 
+#include "containers/utMath.h"
+
 namespace {
 
 TEST(mlMath, ClipRangeAndCoincidence) {
@@ -46,7 +48,7 @@ TEST(mlMath, RescaleMapsOneIntervalOntoAnother) {
 
 TEST(mlMath, DerivativesOfAnyOrder) {
   const double x = 0.7;
-  const double c = std::cos(x), s = std::sin(x);
+  const double c = utMath::cos(x), s = utMath::sin(x);
   struct Case {
     int n;
     double cos_d, sin_d;
@@ -59,12 +61,12 @@ TEST(mlMath, DerivativesOfAnyOrder) {
     EXPECT_EQ(mlMath::sin_derivative(k.n, x), k.sin_d) << k.n;
   }
   for (int n : {-3, -1, 1, 5}) {
-    EXPECT_EQ(mlMath::cosh_derivative(n, x), std::sinh(x)) << n;
-    EXPECT_EQ(mlMath::sinh_derivative(n, x), std::cosh(x)) << n;
+    EXPECT_EQ(mlMath::cosh_derivative(n, x), utMath::sinh(x)) << n;
+    EXPECT_EQ(mlMath::sinh_derivative(n, x), utMath::cosh(x)) << n;
   }
   for (int n : {-2, 0, 2}) {
-    EXPECT_EQ(mlMath::cosh_derivative(n, x), std::cosh(x)) << n;
-    EXPECT_EQ(mlMath::sinh_derivative(n, x), std::sinh(x)) << n;
+    EXPECT_EQ(mlMath::cosh_derivative(n, x), utMath::cosh(x)) << n;
+    EXPECT_EQ(mlMath::sinh_derivative(n, x), utMath::sinh(x)) << n;
   }
 }
 

@@ -26,7 +26,7 @@ TEST(mlStats, MeanAndVarianceStayAccurateFarFromZero) {
   EXPECT_EQ(stats.mean(), 0.0);
 }
 
-TEST(mlRandom, IsDeterministicAndUniform) {
+TEST(mlStatsRandom, IsDeterministicAndUniform) {
   mlRandom a(42), b(42), c(43);
   for (int i = 0; i < 100; ++i) {
     const std::uint64_t x = a.next();

@@ -135,7 +135,7 @@ TEST(mlVector, EqualityComparesOnlyTheFirstOperandsDimension) {
   EXPECT_EQ(vec({-0.0}) == vec({0.0}), 1);
 }
 
-TEST(mlSlice, ViewsAndArithmeticWalkTheStride) {
+TEST(mlVectorSlice, ViewsAndArithmeticWalkTheStride) {
   mlVector storage = vec({0, 1, 2, 3, 4, 5, 6, 7, 8});
   mlSlice odd = storage.slice(1, 2, 4);  // 1 3 5 7
   EXPECT_EQ(odd.dimension(), 4);
@@ -159,7 +159,7 @@ TEST(mlSlice, ViewsAndArithmeticWalkTheStride) {
   EXPECT_EQ(storage.slice(0, 1, 3).modulus(), std::sqrt(16.0 + 64.0 + 4.0));
 }
 
-TEST(mlSlice, EqualityComparesTheStorageFromItsBaseIgnoringStartAndStride) {
+TEST(mlVectorSlice, EqualityComparesTheStorageFromItsBaseIgnoringStartAndStride) {
   mlVector a = vec({1, 2, 3, 4});
   mlVector b = vec({1, 2, 9, 9});
   // Different starts and strides, yet equal: the first two doubles of both buffers match.

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cfloat>
 #include <cmath>
 #include <initializer_list>
 #include <utility>
@@ -25,6 +26,18 @@ class Minimiser : public mlConstrainedQuadraticMinimiser {
   using mlConstrainedQuadraticMinimiser::mlConstrainedQuadraticMinimiser;
   using mlConstrainedQuadraticMinimiser::product;
   using mlConstrainedQuadraticMinimiser::residual;
+  using mlConstrainedQuadraticMinimiser::test_step_on_active;
+  using mlConstrainedQuadraticMinimiser::trim_step_by_constraint;
+  void activate(std::initializer_list<int> a) { active_.become(utCopy, intcoDynArr(a)); }
+  // {whether the active set changed, the active set afterwards} of releasing constraints from
+  // the active set a for the gradient grad and the Hessian H.
+  std::vector<int> release(std::initializer_list<int> a, const mlVector& grad, const mlMatrix& H) {
+    activate(a);
+    const int changed = remove_active_constraints(grad, H);
+    std::vector<int> r = ints(active_);
+    r.insert(r.begin(), changed);
+    return r;
+  }
   // {dropped, the active set afterwards} of Z_from_active on the active set a.
   std::vector<int> Z_from(std::initializer_list<int> a) {
     active_.become(utCopy, intcoDynArr(a));
@@ -35,6 +48,7 @@ class Minimiser : public mlConstrainedQuadraticMinimiser {
     return r;
   }
   std::vector<int> bad() const { return ints(bad_); }
+  std::vector<int> active() const { return ints(active_); }
   int constraints() const { return m_; }
 };
 
@@ -76,7 +90,7 @@ mlVector brute_force_minimum(const mlMatrix& H, const mlVector& g, const mlMatri
   return mlVector();
 }
 
-TEST(ConstrainedQuadraticMinimiser, ScalesRowsToUnitLengthAndValidatesThem) {
+TEST(mlConstrainedQuadraticMinimiser, ScalesRowsToUnitLengthAndValidatesThem) {
   Minimiser q(mat(2, 2, {3.0, 4.0, 0.0, -2.0}), vec({10.0, 1.0}), 0);
   const double s0 = 1.0 / std::sqrt(3.0 * 3.0 + 4.0 * 4.0), s1 = 1.0 / std::sqrt(-2.0 * -2.0);
   const mlVector origin = vec({0.0, 0.0}), e0 = vec({1.0, 0.0}), e1 = vec({0.0, 1.0});
@@ -88,7 +102,7 @@ TEST(ConstrainedQuadraticMinimiser, ScalesRowsToUnitLengthAndValidatesThem) {
   EXPECT_EQ(q.are_valid(mlMatrix(0, 3), mlVector()), 1);
 }
 
-TEST(ConstrainedQuadraticMinimiser, LeavesTheStartWithoutConstraintsOrCurvature) {
+TEST(mlConstrainedQuadraticMinimiser, LeavesTheStartWithoutConstraintsOrCurvature) {
   // Without constraints the budget of 3 m steps is zero, by design. Minimising x over
   // -1 <= x <= 1 with H = 0, the pseudo-inverse of the zero reduced Hessian gives a zero step.
   mlConstrainedQuadraticMinimiser free(mlMatrix(0, 1), mlVector(), 0);
@@ -101,7 +115,7 @@ TEST(ConstrainedQuadraticMinimiser, LeavesTheStartWithoutConstraintsOrCurvature)
   }
 }
 
-TEST(ConstrainedQuadraticMinimiser, MatchesTheExactMinimumOnRandomConvexProblems) {
+TEST(mlConstrainedQuadraticMinimiser, MatchesTheExactMinimumOnRandomConvexProblems) {
   mlRandom random(7);
   int infeasible_starts = 0, active_minima = 0;
   for (int trial = 0; trial < 60; ++trial) {
@@ -139,7 +153,7 @@ TEST(ConstrainedQuadraticMinimiser, MatchesTheExactMinimumOnRandomConvexProblems
   EXPECT_GT(active_minima, 25);
 }
 
-TEST(ConstrainedQuadraticMinimiser, CopesWithRedundantParallelAndDegenerateConstraints) {
+TEST(mlConstrainedQuadraticMinimiser, CopesWithRedundantParallelAndDegenerateConstraints) {
   struct Case {
     int m;
     std::vector<double> A, b, start, minimum;
@@ -160,7 +174,7 @@ TEST(ConstrainedQuadraticMinimiser, CopesWithRedundantParallelAndDegenerateConst
   }
 }
 
-TEST(ConstrainedQuadraticMinimiser, DeletesAndReportsContradictingConstraints) {
+TEST(mlConstrainedQuadraticMinimiser, DeletesAndReportsContradictingConstraints) {
   // x >= 1 and -x >= 0, minimising x^2 / 2. From 2 stage 1 reaches x = 1, where -x >= 0 stays
   // violated; from 0.5 both are violated and their pulls cancel: both go, and x stays.
   struct Case {
@@ -195,13 +209,110 @@ TEST(ConstrainedQuadraticMinimiser, DeletesAndReportsContradictingConstraints) {
   EXPECT_EQ(ints(list), (std::vector<int>{2, 5, 0, 3, 4}));
 }
 
-TEST(ConstrainedQuadraticMinimiser, DropsTheNewestOfLinearlyDependentActiveConstraints) {
+TEST(mlConstrainedQuadraticMinimiser, DropsTheNewestOfLinearlyDependentActiveConstraints) {
   // Constraints 0 and 2 are the same plane.
   Minimiser q(mat(3, 3, {1.0, 0.0, 0.0, 0.0, 1.0, 0.0, 2.0, 0.0, 0.0}), vec({0.0, 0.0, 0.0}), 0);
   EXPECT_EQ(q.Z_from({0, 1}), (std::vector<int>{0, 0, 1}));
   EXPECT_EQ(q.Z_from({0, 1, 2}), (std::vector<int>{1, 0, 1}));
   // The method stops at the second drop (kept so): here 2 and then the independent 1 go.
   EXPECT_EQ(q.Z_from({0, 2, 1}), (std::vector<int>{1, 0}));
+}
+
+TEST(mlConstrainedQuadraticMinimiser, HoldsItsTolerancesFromBothSides) {
+  // Rows of length 0.7e-7, 1e-7 and 1.5e-7: only the longest is a constraint.
+  for (const auto& c : {std::pair<double, int>{0.7e-7, 0}, {1e-7, 0}, {1.5e-7, 1}})
+    EXPECT_EQ(mlConstrainedQuadraticMinimiser::are_valid(mat(1, 1, {c.first}), vec({0.0})),
+              c.second)
+        << c.first;
+
+  // x >= b from 0: a violation of exactly 1e-7 counts as met, a larger one is cured.
+  for (const auto& c : {std::pair<double, double>{1e-7, 0.0}, {1.5e-7, 1.5e-7}}) {
+    mlConstrainedQuadraticMinimiser q(mat(1, 1, {1.0}), vec({c.first}), 0);
+    mlVector x = vec({0.0});
+    EXPECT_EQ(q.stage1(x), 1) << c.first;
+    EXPECT_EQ(x[0], c.second) << c.first;
+  }
+
+  // The limit u >= b puts on a step s from the origin: none for a step within 1e-6 of parallel
+  // to its plane (degenerate, 0), none for a step leaving a plane violated by more than 1e-7,
+  // and stage 1 stops a step curing a violation of 1e-7 or more on the plane.
+  struct Trim {
+    double b, su, sv;
+    int result;
+    double t;
+  };
+  const Trim trims[] = {{-1.0, 1e-6, 1.0, 1, DBL_MAX}, {-1.0, 0.7e-6, 1.0, 0, DBL_MAX},
+                        {1e-7, -1.0, 0.0, 1, 0.0},     {1.5e-7, -1.0, 0.0, 1, DBL_MAX},
+                        {1e-7, 1.0, 0.0, 1, 1e-7},     {0.7e-7, 1.0, 0.0, 1, DBL_MAX}};
+  for (const Trim& c : trims) {
+    const Minimiser q(mat(1, 2, {1.0, 0.0}), vec({c.b}), 0);
+    double t = 0.0;
+    EXPECT_EQ(q.trim_step_by_constraint(0, vec({0.0, 0.0}), vec({c.su, c.sv}), 0, t), c.result)
+        << c.b << " " << c.su;
+    EXPECT_EQ(t, c.t) << c.b << " " << c.su;
+  }
+
+  // A step of an active plane ends on it when within (not at) 1e-7 of it.
+  Minimiser active(mat(2, 1, {1.0, 1.0}), vec({-1e-7, -0.7e-7}), 0);
+  active.activate({0, 1});
+  EXPECT_EQ(active.test_step_on_active(0, vec({0.0}), vec({0.0})), 0);
+  EXPECT_EQ(active.test_step_on_active(1, vec({0.0}), vec({0.0})), 1);
+
+  // Normals 0.7e-7 and 1.5e-7 radians apart, as the singular values see them: the first pair is
+  // dependent (the newer one is dropped), the second is not.
+  Minimiser planes(mat(3, 3, {1.0, 0.0, 0.0, 1.0, 1.4e-7, 0.0, 1.0, 3e-7, 0.0}),
+                   vec({0.0, 0.0, 0.0}), 0);
+  EXPECT_EQ(planes.Z_from({0, 1}), (std::vector<int>{1, 0}));
+  EXPECT_EQ(planes.Z_from({0, 2}), (std::vector<int>{0, 0, 2}));
+
+  // u >= 0 active: released for a multiplier below -1e-7 only, and taken back when the Newton
+  // step after its release would cross it by more than 1e-7 (H couples u and v, so that the
+  // step along v drags u across).
+  struct Release {
+    std::initializer_list<int> active;
+    double gu, gv, coupling;
+    std::vector<int> result;
+  };
+  const Release releases[] = {{{0}, -0.7e-7, 0.0, 0.0, {0, 0}},
+                              {{0}, -1e-7, 0.0, 0.0, {0, 0}},
+                              {{0}, -1.5e-7, 0.0, 0.0, {1}},
+                              {{0}, -1.0, -1.0 - 0.7e-7, 1.0, {1}},
+                              {{0}, -1.0, -1.0 - 1.5e-7, 1.0, {0, 0}},
+                              // With every variable held, releases are not taken back.
+                              {{0, 1}, -1.0, -1.0 - 1.5e-7, 1.0, {1}}};
+  for (const Release& c : releases) {
+    Minimiser q(mat(2, 2, {1.0, 0.0, 0.0, 1.0}), vec({0.0, 0.0}), 0);
+    const mlMatrix H = mat(2, 2, {1.0 + c.coupling, c.coupling, c.coupling, 1.0});
+    EXPECT_EQ(q.release(c.active, vec({c.gu, c.gv}), H), c.result) << c.gu << " " << c.gv;
+  }
+}
+
+TEST(mlConstrainedQuadraticMinimiser, ActivatesConstraintsInTheOrderTheyAreMet) {
+  // Minimising |x - c|^2 / 2 from the origin. A full Newton step that ends exactly on a plane
+  // (u <= 2 on the way to (2, -1) along v = 0) makes it active; a step meeting two planes at
+  // once (u <= 1 and v <= 1 on the way to (3, 3)) activates the first of them.
+  struct Case {
+    double cu, cv;
+    std::vector<double> A, b, minimum;
+    std::vector<int> active;
+  };
+  const Case cases[] = {{2.0, -1.0, {0.0, 1.0, -1.0, 0.0}, {0.0, -2.0}, {2.0, 0.0}, {0, 1}},
+                        {3.0, 3.0, {-1.0, 0.0, 0.0, -1.0}, {-1.0, -1.0}, {1.0, 1.0}, {0, 1}}};
+  for (const Case& c : cases) {
+    Minimiser q(mlMatrix(utConvert, c.A.data(), 2, 2), vec(c.b), 0);
+    mlVector x = vec({0.0, 0.0});
+    EXPECT_EQ(q.solve(mat(2, 2, {1.0, 0.0, 0.0, 1.0}), vec({-c.cu, -c.cv}), x), 1) << c.cu;
+    EXPECT_EQ(values(x), c.minimum) << c.cu;
+    EXPECT_EQ(q.active(), c.active) << c.cu;
+  }
+
+  // u >= 1 against the nearly parallel -u + 1e-7 v >= 0 from (0.5, 0): the pulls of the two
+  // violated constraints cancel to a step along both planes, which nothing limits. Stage 1
+  // gives up where that short step ends.
+  mlConstrainedQuadraticMinimiser q(mat(2, 2, {1.0, 0.0, -1.0, 1e-7}), vec({1.0, 0.0}), 0);
+  mlVector x = vec({0.5, 0.0});
+  EXPECT_EQ(q.stage1(x), 0);
+  EXPECT_TRUE(std::fabs(x[0] - 0.5) < 1e-6 && std::fabs(x[1]) < 1e-6) << x[0] << " " << x[1];
 }
 
 }  // namespace

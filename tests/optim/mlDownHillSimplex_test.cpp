@@ -14,7 +14,7 @@ using namespace paskosda_test;
 
 // The call budget is shared by every instance and rewritten by every solve: each test puts it
 // back as it found it.
-class DownHillSimplex : public ::testing::Test {
+class mlDownHillSimplexTest : public ::testing::Test {
  protected:
   void TearDown() override { mlDownHillSimplex::m_max = saved_budget_; }
 
@@ -30,7 +30,7 @@ std::vector<double> first_calls(const CountingFunctionN1& f, std::size_t n) {
   return t;
 }
 
-TEST_F(DownHillSimplex, StopsAfterTheInitialVerticesWhenAllValuesAreEqual) {
+TEST_F(mlDownHillSimplexTest, StopsAfterTheInitialVerticesWhenAllValuesAreEqual) {
   const CountingFunctionN1 f(3, [](const mlSlice&) { return 0.0; });
   mlDownHillSimplex simplex(3);
   EXPECT_EQ(simplex.solve(f, vec({1.0, 2.0, 3.0}), mlDownHillSimplexSlow), 0.0);
@@ -46,7 +46,7 @@ TEST_F(DownHillSimplex, StopsAfterTheInitialVerticesWhenAllValuesAreEqual) {
   EXPECT_EQ(values(x), (std::vector<double>{1.0, 2.0, 3.0}));
 }
 
-TEST_F(DownHillSimplex, ReflectsExpandsAndShrinksCountingEachEvaluation) {
+TEST_F(mlDownHillSimplexTest, ReflectsExpandsAndShrinksCountingEachEvaluation) {
   // From 0: vertices 0.1 and 0; the worst is reflected to 0.2, the best so far, so the
   // expansion to 0.3 follows. The spread sees values only: vertices at 0.9 and 1.1, equal up to
   // rounding, end the search as converged after 10 calls.
@@ -70,7 +70,7 @@ TEST_F(DownHillSimplex, ReflectsExpandsAndShrinksCountingEachEvaluation) {
   EXPECT_EQ(simplex.number_of_calls(), static_cast<int>(g.calls.size()));
 }
 
-TEST_F(DownHillSimplex, SpeedSetsTheSharedBudget) {
+TEST_F(mlDownHillSimplexTest, SpeedSetsTheSharedBudget) {
   // The fastest speed runs out of calls in Rosenbrock's valley; the budget is tested before each
   // pass, so a pass may overrun it by its own calls (at most 2 + n).
   for (int speed = 0; speed < 2; ++speed) {
@@ -83,7 +83,7 @@ TEST_F(DownHillSimplex, SpeedSetsTheSharedBudget) {
   }
 }
 
-TEST_F(DownHillSimplex, ReachesTheMinimaOfClassicTestFunctions) {
+TEST_F(mlDownHillSimplexTest, ReachesTheMinimaOfClassicTestFunctions) {
   for (const ClassicProblem& k : classic_problems()) {
     const int n = static_cast<int>(k.start.size());
     mlDownHillSimplex simplex(n);

@@ -99,7 +99,7 @@ Distance decay(std::vector<double> t, std::vector<double> y) {
   };
 }
 
-TEST(LevenbergMarquardt, BuildsAndSolvesTheDampedNormalEquations) {
+TEST(mlLevenbergMarquardt, BuildsAndSolvesTheDampedNormalEquations) {
   const std::vector<double> t = {0.5, 1.25, 3.0}, y = {1.1, 0.7, -0.3};
   ModelProblem problem(2, 3, line(t, y));
   Fitter fitter(problem);
@@ -148,7 +148,7 @@ TEST(LevenbergMarquardt, BuildsAndSolvesTheDampedNormalEquations) {
   EXPECT_EQ(fitter.chi_square(), 0.0);
 }
 
-TEST(LevenbergMarquardt, EndsByTheDampingScheduleAndReturnsTheMeanSquareOfTheLastBuild) {
+TEST(mlLevenbergMarquardt, EndsByTheDampingScheduleAndReturnsTheMeanSquareOfTheLastBuild) {
   // An exact solution as the start: no trial gives S < 0, lambda climbs from 4e-5 by tens to
   // 4e10 in 16 trials and the fit ends in its first iteration.
   ModelProblem exact(2, 4, line({0.0, 1.0, 2.0, 3.0}, {1.0, 3.0, 5.0, 7.0}));
@@ -181,7 +181,7 @@ TEST(LevenbergMarquardt, EndsByTheDampingScheduleAndReturnsTheMeanSquareOfTheLas
   EXPECT_EQ(precise.square_calls, precise.derivative_calls + precise.distance_calls);
 }
 
-TEST(DistanceLeastSquares, RatesThePointsByTheScaledHessianOfTheIndependentParameters) {
+TEST(mlLevenbergMarquardtDistance, RatesThePointsByTheScaledHessianOfTheIndependentParameters) {
   // A exp(-r t) against data it does not match: the term d * d2d/dp2 matters. Compared with the
   // analytic Hessian of S / 2 divided by the scales; the first parameter is normalised to its
   // absolute value, and the problem is left there.

@@ -45,7 +45,7 @@ std::vector<double> minimise(mlMinimiser& m) {
           static_cast<double>(out_of_iterations)};
 }
 
-TEST(MinimumBracketing, WalksDownhillAndGrowsFromThePairBeforeAParabolicStep) {
+TEST(mlMinimiserBracketing, WalksDownhillAndGrowsFromThePairBeforeAParabolicStep) {
   const CountingFunction f = parabola(1e6);
   double a = 0.0, b = 1.0, c, fa, fb, fc;
   ml_minimum_bracketing(f, a, b, c, fa, fb, fc);
@@ -70,7 +70,7 @@ TEST(MinimumBracketing, WalksDownhillAndGrowsFromThePairBeforeAParabolicStep) {
   EXPECT_TRUE((b - a) * (c - b) > 0.0 && (-3.0 - a) * (c + 3.0) > 0.0 && fb <= fa && fb < fc);
 }
 
-TEST(BrentMinimumSearch, FirstStepIsAGoldenSectionIntoTheLargerPart) {
+TEST(mlMinimiserBrent, FirstStepIsAGoldenSectionIntoTheLargerPart) {
   struct Case {
     double m, a, b, c, probe, x;
   };
@@ -89,7 +89,7 @@ TEST(BrentMinimumSearch, FirstStepIsAGoldenSectionIntoTheLargerPart) {
   }
 }
 
-TEST(BrentMinimumSearch, ReturnsTheBestPointSoFarWhenIterationsRunOut) {
+TEST(mlMinimiserBrent, ReturnsTheBestPointSoFarWhenIterationsRunOut) {
   for (int max_iterations : {-5, 0, 1, 3, 8}) {
     const CountingFunction f([](double t) { return std::fabs(t - 2.0); });
     double x;
@@ -205,10 +205,10 @@ TEST(mlMinimiser, DropsAShortNewtonStepWhileTheBracketIsStillWide) {
   // t^4 - 2 t^2 from 2.5 over [-3, 3]: the Newton steps come down to 1 + 2.4e-8, where the next
   // step is dropped in the same way; the midpoint with the lower end -3 falls next to the other
   // minimum, where a Newton point that comes out higher becomes the far end of the bracket.
-  const CountingFunction quartic([](double t) { return t * t * t * t - 2.0 * t * t; },
-                                 [](int order, double t) {
-                                   return order == 1 ? 4.0 * t * t * t - 4.0 * t
-                                                     : 12.0 * t * t - 4.0;
+  const CountingFunction quartic([](double s) { return s * s * s * s - 2.0 * s * s; },
+                                 [](int order, double s) {
+                                   return order == 1 ? 4.0 * s * s * s - 4.0 * s
+                                                     : 12.0 * s * s - 4.0;
                                  });
   mlMinimiser two_minima(quartic, 2.5, -3.0, 3.0, 1e-7);
   const std::vector<double> o = minimise(two_minima);

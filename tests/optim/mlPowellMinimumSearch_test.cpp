@@ -40,7 +40,7 @@ double replay_line(const mlFunctionN1& f, mlVector& p, mlVector&& d) {
   return value;
 }
 
-TEST(PowellMinimumSearch, FirstPassMinimisesAlongEachDirectionThenTriesTheExtrapolatedPoint) {
+TEST(mlPowellMinimumSearch, FirstPassMinimisesAlongEachDirectionThenTriesTheExtrapolatedPoint) {
   // Shifted below zero, the search ends after that pass, before the extrapolated point: kept
   // so, as "value > 10 best" holds exactly for a negative value.
   for (const double shift : {0.0, -10.0}) {
@@ -66,7 +66,7 @@ TEST(PowellMinimumSearch, FirstPassMinimisesAlongEachDirectionThenTriesTheExtrap
   }
 }
 
-TEST(PowellMinimumSearch, ReplacesTheDirectionOfLargestDecreaseByThePassDisplacement) {
+TEST(mlPowellMinimumSearch, ReplacesTheDirectionOfLargestDecreaseByThePassDisplacement) {
   // A valley along x + y = 4 with a slightly negative minimum: the first pass, in which x gives
   // the larger decrease, ends above 0; the second ends below 0 and stops the search.
   const CountingFunctionN1 f(2, [](const mlSlice& x) {
@@ -82,7 +82,7 @@ TEST(PowellMinimumSearch, ReplacesTheDirectionOfLargestDecreaseByThePassDisplace
   EXPECT_TRUE(s.directions(0, 1) != 0.0 && s.directions(1, 1) != 0.0);
 }
 
-TEST(PowellMinimumSearch, KeepsTheDirectionsWhenNoDecreaseIsCounted) {
+TEST(mlPowellMinimumSearch, KeepsTheDirectionsWhenNoDecreaseIsCounted) {
   // NaN at (1, 0), where the first line minimisation ends: no decrease is counted and the
   // one-based index stays 0; the extrapolated point (2, 2) is far lower and the line along the
   // displacement is searched, but no column is replaced.
@@ -103,7 +103,7 @@ TEST(PowellMinimumSearch, KeepsTheDirectionsWhenNoDecreaseIsCounted) {
   EXPECT_TRUE(inf.value == DBL_MAX && inf.iterations == 39 && inf.p.dimension() == 0);
 }
 
-TEST(PowellMinimumSearch, ReachesTheMinimaOfClassicTestFunctions) {
+TEST(mlPowellMinimumSearch, ReachesTheMinimaOfClassicTestFunctions) {
   for (const ClassicProblem& k : classic_problems()) {
     const Search s(CountingFunctionN1(static_cast<int>(k.start.size()), k.f), k.start);
     EXPECT_LT(s.value, 1e-15) << k.name;

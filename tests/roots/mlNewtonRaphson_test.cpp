@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <stdexcept>
 #include <vector>
 
 #include "support/counting_functions.h"
@@ -40,6 +41,19 @@ TEST(mlNewtonRaphson, SolvesANonlinearSystem) {
   EXPECT_EQ(ok, 1);
   EXPECT_NEAR(x[0], std::sqrt(0.5), 1e-12);
   EXPECT_NEAR(x[1], std::sqrt(0.5), 1e-12);
+}
+
+// The caller's function may throw: the exception reaches the caller.
+TEST(mlNewtonRaphson, ExceptionsOfTheFunctionReachTheCaller) {
+  struct Throws : mlFunctionN {
+    Throws() : mlFunctionN(1, 1) {}
+    void function(const mlSlice&, mlVector&) const override { throw std::runtime_error("F"); }
+    void function_gradient(const mlSlice&, mlMatrix&) const override {}
+  };
+  mlNewtonRaphson newton(mlNRDimension, 1);
+  mlVector x = vec({0.5});
+  int ok = 0;
+  EXPECT_THROW(newton.solve(Throws(), x, 1e-12, ok), std::runtime_error);
 }
 
 TEST(mlNewtonRaphson, ReportsWhyItStopped) {

@@ -25,6 +25,7 @@ const double kInf = std::numeric_limits<double>::infinity();
 
 // The protected steps, opened for testing.
 struct Steps : mlPolynomialSolver {
+  using mlPolynomialSolver::laguer;
   using mlPolynomialSolver::zerpol;
 };
 
@@ -263,6 +264,67 @@ TEST(mlPolynomialSolver, SolvesDegenerateAndLowDegreesExactly) {
   }
 }
 
+TEST(mlPolynomialSolver, MergesAndMovesRootsOnlyWithinTheirTolerances) {
+  const double eps = DBL_EPSILON;
+  // coefficients, lower, upper, roots: the root 0 of t (t - r) absorbs r only when |r| < 1e-10;
+  // roots near 0 closer than 1e-10 are one; t - 1 is moved onto a limit within 64·eps·Σ|c_i||t|^i
+  // of it (here 128·eps), not beyond.
+  const std::tuple<Coefficients, double, double, std::vector<double>> cases[] = {
+      {{0, -0.9e-10, 1}, -1, 1, {0}},
+      {{0, 0.9e-10, 1}, -1, 1, {0}},
+      {{0, -1e-10, 1}, -1, 1, {0, 1e-10}},
+      {{0, 1e-10, 1}, -1, 1, {-1e-10, 0}},
+      {{0, -1.1e-10, 1}, -1, 1, {0, 1.1e-10}},
+      {from_roots({1e-11, 1.05e-10, 3}), -kInf, kInf, {1e-11, 3}},
+      {from_roots({1e-11, 1.2e-10, 3}), -kInf, kInf, {1e-11, 1.2e-10, 3}},
+      {{-1, 1}, 0, 1 - 120 * eps, {1 - 120 * eps}},
+      {{-1, 1}, 0, 1 - 136 * eps, {}},
+      {{-1, 1}, 1 + 120 * eps, 2, {1 + 120 * eps}},
+      {{-1, 1}, 1 + 136 * eps, 2, {}}};
+  for (const auto& [c, lower, upper, roots] : cases) {
+    const Solved s = solve(c, lower, upper);
+    ASSERT_EQ(s.count, static_cast<int>(roots.size())) << ::testing::PrintToString(c) << upper;
+    for (int i = 0; i < s.count; ++i)
+      EXPECT_NEAR(s.roots[i], roots[i], 1e-15 * std::fabs(roots[i]));
+  }
+}
+
+TEST(mlPolynomialSolver, KeepsTheBitsOfClusteredRoots) {
+  // Multiple and nearly multiple roots, whose bits every tuned step of the search shapes:
+  // Laguerre's convergence test, step cuts and pair test, the noise bound, the probe, locate,
+  // settle and bracket steps, the cluster and near-real widths, the flat-root rule.
+  const std::tuple<std::vector<double>, std::vector<Complex>, double, std::vector<double>> cases[] =
+      {{{0.08, 0.08, 1.2, 1.2 + 1e-7, -2.9, -1, -4, -0.125},
+        {},
+        2.5,
+        {-0x1.ffffffffffffep+1, -0x1.7333333333332p+1, -1, -0.125, 0x1.47ae147ae1479p-4,
+         0x1.33333343e83b5p+0, 0x1.333334d15d4e1p+0}},
+       {{1.7, 1.7, 1.7, 1.7, 2.1, 2.1 + 1e-3, -4},
+        {},
+        2.5,
+        {-4, 0x1.b36db80c7ce24p+0, 0x1.0cccccbf6805bp+1, 0x1.0ced9175b8ad1p+1}},
+       {{-4, -1.75, -1.75 + 1e-9, -1.625, -1.625, -1.625, -1.625},
+        {},
+        2.5,
+        {-0x1.0000000000028p+2, -0x1.bffffffd9af59p+0, -0x1.a0000009adbfbp+0}},
+       {{-1.9, -1.9 + 1e-7, -1.5, -0.5, -1, -1 + 1e-3},
+        {{-1, 0.01}},
+        -1,
+        {-0x1.e666658fa82f4p+0, -0x1.7ffffffff9ec1p+0, -0x1.0000040491fedp+0, -0x1.ff7ce535a47e6p-1,
+         -0x1.000000000002bp-1}},
+       {{1.75, 1.75 + 1e-7}, {{-4, 1}}, -1, {0x1.bfffffeade5afp+0, 0x1.c00001c2a0cedp+0}},
+       {{0.875, 0.2},
+        {{1.25, 0.001}, {0.875, 0.01}},
+        2.5,
+        {0x1.999999999999ep-3, 0x1.c0000000cd558p-1}},
+       {{0.7}, {{0.7, 0.1}}, -1, {0x1.6666666666681p-1}},
+       {{3, 3 + 1e-7, 0.25}, {}, 1, {0.25, 0x1.8000006b5fca5p+1}},
+       {{0.17, 0.17 + 1e-11, -1.125}, {}, 1, {-1.125, 0x1.5c28f5c2bb572p-3}},
+       {{0.9, -2.4, -2.4 + 1e-9}, {}, 2.5, {-0x1.3333333220528p+1, 0.9}}};
+  for (const auto& [real, pairs, lead, roots] : cases)
+    EXPECT_EQ(solve(from_roots(real, pairs, lead)).roots, roots) << ::testing::PrintToString(real);
+}
+
 TEST(mlPolynomialSolver, DegreesAboveSixtyFourUseTheSameSteps) {
   Coefficients c(71, 0.0);
   c[0] = -1;
@@ -318,6 +380,21 @@ TEST(mlPolynomialSolver, ExtremaAreOddRootsOfTheDerivative) {
     ASSERT_TRUE(e.count == static_cast<int>(t.size()) && e.kind == kind) << name;
     for (int i = 0; i < e.count; ++i)
       EXPECT_NEAR(e.roots[i], t[i], 1e-6) << name;
+  }
+}
+
+TEST(mlPolynomialSolver, LaguerreTakesTheSameStepsToTheSameBits) {
+  // coefficients, start, converged, iterations, last iterate. t^2 (t - 3) from 2 - i creeps to
+  // its double root 0, linearly, until the 100 iterations run out.
+  const std::tuple<std::vector<Complex>, Complex, int, int, Complex> cases[] = {
+      {{0, 0, -3, 1}, {2, -1}, 0, 100, {0x1.c7a0e50c75bb2p-189, -0x1.55b87456bc24ap-187}},
+      {{0, {1, -2}, -1, 1}, {0.5, 0}, 1, 13, {-0x1.547218e9bf677p-2, -0x1.33851713f7da8p+0}},
+      {{0, 2, {1, 1}, 1}, {0, 1}, 1, 3, {-0x1.4c5b89fcc670dp-2, 0x1.d9a09025d5a62p-1}}};
+  for (const auto& [a, start, converged, steps, last] : cases) {
+    Complex x = start;
+    int iterations = -1;
+    EXPECT_EQ(Steps::laguer(static_cast<int>(a.size()) - 1, a.data(), x, iterations), converged);
+    EXPECT_TRUE(iterations == steps && x == last) << iterations << " " << x;
   }
 }
 

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <stdexcept>
 #include <vector>
 
 #include "linalg/mlRandom.h"
@@ -103,6 +104,42 @@ TEST(mlRootSolve, NewtonEvaluatesValueThenSlopeEveryStep) {
   EXPECT_EQ(flat.calls.size(), 2u);
   mlRootSolve::newton_raphson(flat, 0.5, 1e-12, ok, 3);
   EXPECT_EQ(ok, 0);  // x^2 + 1 has no root: the iteration limit runs out
+}
+
+// Each degeneracy threshold, with inputs a tenth inside and a tenth outside it.
+TEST(mlRootSolve, DegeneracyThresholdsSitWhereDocumented) {
+  double r1 = 0.0, r2 = 0.0, r3 = 0.0, r4 = 0.0;
+  // A leading coefficient below 1e-11 of the largest: the linear root alone.
+  EXPECT_EQ(mlRootSolve::quadratic_solve(0.9e-11, 1.0, -1.0, r1, r2), mlRootsOne);
+  EXPECT_EQ(mlRootSolve::quadratic_solve(1.1e-11, 1.0, -1.0, r1, r2), mlRootsTwo);
+  // x^2 - 2x + c: a discriminant within 1e-11 of b^2 = 4 on either side is the double root 1.
+  for (const double c : {1.0 - 0.9e-11, 1.0 + 0.9e-11}) {
+    EXPECT_EQ(mlRootSolve::quadratic_solve(1.0, -2.0, c, r1, r2), mlRootsTwo) << c;
+    EXPECT_TRUE(r1 == 1.0 && r2 == 1.0) << c;
+  }
+  EXPECT_EQ(mlRootSolve::quadratic_solve(1.0, -2.0, 1.0 - 1.1e-11, r1, r2), mlRootsTwo);
+  EXPECT_LT(r1, r2);
+  EXPECT_EQ(mlRootSolve::quadratic_solve(1.0, -2.0, 1.0 + 1.1e-11, r1, r2), mlRootsNone);
+  // A cubic or quartic leading coefficient below 1e-10 of the next: one degree less.
+  EXPECT_EQ(mlRootSolve::cubic_solve(0.9e-10, 1.0, -3.0, 2.0, r1, r2, r3), mlRootsTwo);
+  EXPECT_EQ(mlRootSolve::cubic_solve(1.1e-10, 1.0, -3.0, 2.0, r1, r2, r3), mlRootsThree);
+  EXPECT_EQ(mlRootSolve::quartic_solve(0.9e-10, 1.0, -6.0, 11.0, -6.0, r1, r2, r3, r4),
+            mlRootsThree);
+  // Above it the quartic is solved as such: at this scale its closed form keeps only the two
+  // large roots.
+  EXPECT_EQ(mlRootSolve::quartic_solve(1.1e-10, 1.0, -6.0, 11.0, -6.0, r1, r2, r3, r4), mlRootsTwo);
+}
+
+// The caller's function may throw: the exception reaches the caller from every iteration.
+TEST(mlRootSolve, ExceptionsOfTheFunctionReachTheCaller) {
+  struct Throws : mlFunction {
+    double function(double) const override { throw std::runtime_error("f"); }
+  };
+  const Throws f;
+  int ok = 0;
+  EXPECT_THROW(mlRootSolve::newton_raphson(f, 0.5, 1e-12, ok, 10), std::runtime_error);
+  EXPECT_THROW(mlRootSolve::newton_raphson(f, 0.0, 1.0, 1e-12, ok, 10), std::runtime_error);
+  EXPECT_THROW(mlRootSolve::regula_falsi(f, 0.0, 1.0, 1e-12, ok, 10), std::runtime_error);
 }
 
 TEST(mlRootSolve, NewtonClampsToTheDomain) {

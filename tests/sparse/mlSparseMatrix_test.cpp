@@ -240,7 +240,7 @@ TEST(mlSparseMatrix, ConcatenationsAndSubMatricesMatchDenseBlocks) {
   EXPECT_TRUE(same_sparse(sub, from_dense(layout(4, 3, {{da, -2, -1}}))));
 }
 
-TEST(mlSparseSymMatrix, StandsForTheFullSymmetricMatrix) {
+TEST(mlSparseMatrixSymmetric, StandsForTheFullSymmetricMatrix) {
   mlRandom random(29);
   for (int n : {1, 6, 30, 64}) {
     const mlSparseSymMatrix s = upper_of(random_sparse(random, n, n, 3));
@@ -254,7 +254,7 @@ TEST(mlSparseSymMatrix, StandsForTheFullSymmetricMatrix) {
   EXPECT_EQ(mlSparseSymMatrix(mlMatrixZero, 3).last_in_row(2), 1);
 }
 
-TEST(mlSparseSymMatrix, PremultiplyTransposeMatchesTheOrderedMapBitForBit) {
+TEST(mlSparseMatrixSymmetric, PremultiplyTransposeMatchesTheOrderedMapBitForBit) {
   mlRandom random(37);
   mlSparseSymMatrix reference;
   for (const auto& [r, c, per_row] : kShapes) {
@@ -270,7 +270,7 @@ TEST(mlSparseSymMatrix, PremultiplyTransposeMatchesTheOrderedMapBitForBit) {
   }
 }
 
-TEST(mlSparseSymMatrix, BordersAndStacksDiagonalBlocks) {
+TEST(mlSparseMatrixSymmetric, BordersAndStacksDiagonalBlocks) {
   mlRandom random(41);
   const mlSparseSymMatrix s = upper_of(random_sparse(random, 7, 7, 3));
   const mlSparseSymMatrix t = upper_of(random_sparse(random, 4, 4, 2));

@@ -10,7 +10,7 @@
 
 namespace {
 
-TEST(mlSparseElement, KeepsTwoDifferentSentinels) {
+TEST(mlSparseRowElement, KeepsTwoDifferentSentinels) {
   const mlSparseElement placeholder;
   EXPECT_EQ(placeholder.column(), INT_MIN + 1);
   EXPECT_EQ(placeholder.value(), -DBL_MAX);
