@@ -343,17 +343,18 @@ Body lapack(const Case& c) {
       const int m = c.rows, cols = c.cols;
       const std::vector<double> a = column_major(random_matrix(m, cols, 4));
       std::vector<double> f(a.size()), s(static_cast<std::size_t>(std::min(m, cols)));
-      std::vector<double> u(static_cast<std::size_t>(m) * m), vt(static_cast<std::size_t>(cols) * cols);
+      std::vector<double> u(static_cast<std::size_t>(m) * m),
+          vt(static_cast<std::size_t>(cols) * cols);
       double size = 0.0;
       int lwork = -1, info = 0;
-      dgesvd_("A", "A", &m, &cols, f.data(), &m, s.data(), u.data(), &m, vt.data(), &cols, &size, &lwork,
-              &info, 1, 1);
+      dgesvd_("A", "A", &m, &cols, f.data(), &m, s.data(), u.data(), &m, vt.data(), &cols, &size,
+              &lwork, &info, 1, 1);
       std::vector<double> work(static_cast<std::size_t>(size));
       lwork = static_cast<int>(work.size());
       for (auto _ : state) {
         std::copy(a.begin(), a.end(), f.begin());
-        dgesvd_("A", "A", &m, &cols, f.data(), &m, s.data(), u.data(), &m, vt.data(), &cols, work.data(),
-                &lwork, &info, 1, 1);
+        dgesvd_("A", "A", &m, &cols, f.data(), &m, s.data(), u.data(), &m, vt.data(), &cols,
+                work.data(), &lwork, &info, 1, 1);
         benchmark::DoNotOptimize(s.data());
       }
     };

@@ -52,8 +52,8 @@ mlMatrix random_spd(int n) {
 }
 
 void set_flops(benchmark::State& state, double per_iteration) {
-  state.counters["GFlop/s"] =
-      benchmark::Counter(per_iteration * 1e-9 * static_cast<double>(state.iterations()), benchmark::Counter::kIsRate);
+  state.counters["GFlop/s"] = benchmark::Counter(
+      per_iteration * 1e-9 * static_cast<double>(state.iterations()), benchmark::Counter::kIsRate);
 }
 
 // ---- LU ---------------------------------------------------------------------------------------

@@ -23,8 +23,8 @@ std::vector<double> random_values(std::size_t count, long seed) {
 }
 
 void report_flops(benchmark::State& state, double per_iteration) {
-  state.counters["GFLOP/s"] =
-      benchmark::Counter(per_iteration * 1e-9 * static_cast<double>(state.iterations()), benchmark::Counter::kIsRate);
+  state.counters["GFLOP/s"] = benchmark::Counter(
+      per_iteration * 1e-9 * static_cast<double>(state.iterations()), benchmark::Counter::kIsRate);
 }
 
 using Product = void (*)(int, int, int, const double*, int, const double*, int, double*, int);

@@ -96,9 +96,7 @@ class PASKOSDA_EXPORT mlVector : public doublecoDynArr {
 
   /// A slice with exactly these fields on this vector's storage.
   ///@{
-  mlSlice slice(int start, int stride, int count) noexcept {
-    return {data_, start, stride, count};
-  }
+  mlSlice slice(int start, int stride, int count) noexcept { return {data_, start, stride, count}; }
   mlSlice slice(int start, int stride, int count) const noexcept {
     return {static_cast<const double*>(data_), start, stride, count};
   }

@@ -29,7 +29,8 @@ struct Accuracy {
   double worst_y = 0.0;
 
   double rounded_share() const {
-    return samples == 0 ? 1.0 : static_cast<double>(correctly_rounded) / static_cast<double>(samples);
+    return samples == 0 ? 1.0
+                        : static_cast<double>(correctly_rounded) / static_cast<double>(samples);
   }
   void print() const {
     std::printf("%-8s %10lld arguments  max %.4f ulp at (%a, %a)  correctly rounded %.5f %%\n",
