@@ -20,10 +20,8 @@ mlVector vector_of(const double* p, int n) {
   return v;
 }
 
-}  // namespace
-
-int main() {
-  // A general square system: factorise once, test for singularity, then solve.
+// A general square system: factorise once, test for singularity, then solve.
+bool general_system() {
   const double a_elements[] = {1, 2, 3, 4, 5, 6, 7, 8, 10};
   const double b_elements[] = {14, 32, 53};
   const mlMatrix a(utConvert, a_elements, 3, 3);
@@ -31,16 +29,19 @@ int main() {
   const mlLUDecomposition lu(a);
   if (lu.is_singular() != 0) {
     std::cout << "A is singular\n";
-    return 1;
+    return false;
   }
   mlVector x;
   lu.solve(b, x);
   std::cout << "LU with partial pivoting, A =\n"
             << a << "b = " << b << "x = " << x << "det A = " << lu.determinant()
             << ", largest residual |A x - b| = " << residual(a, x, b) << "\n\n";
+  return true;
+}
 
-  // Mesh currents of a three-loop resistor network: the resistance matrix is symmetric
-  // positive definite, so Cholesky applies (and halves the work of LU).
+// Mesh currents of a three-loop resistor network: the resistance matrix is symmetric
+// positive definite, so Cholesky applies (and halves the work of LU).
+void resistor_network() {
   const double r_elements[] = {15, -5, 0, -5, 20, -10, 0, -10, 25};  // ohms
   const double v_elements[] = {10, 0, -5};                           // volts
   const mlMatrix r(utConvert, r_elements, 3, 3);
@@ -53,10 +54,12 @@ int main() {
             << " (LU: " << mlLUDecomposition(r).determinant() << ")\n"
             << "mesh currents (A) = " << current
             << "largest residual |R i - v| = " << residual(r, current, v) << "\n\n";
+}
 
-  // A rank-deficient matrix: the third row is twice the second minus the first. The SVD
-  // shows it; the consistent system A y = (6, 15, 24) then has a line of solutions, and the
-  // pseudo-inverse picks the one of least norm.
+// A rank-deficient matrix: the third row is twice the second minus the first. The SVD
+// shows it; the consistent system A y = (6, 15, 24) then has a line of solutions, and the
+// pseudo-inverse picks the one of least norm.
+void rank_deficient_system() {
   const double s_elements[] = {1, 2, 3, 4, 5, 6, 7, 8, 9};
   const double c_elements[] = {6, 15, 24};
   const mlMatrix s(utConvert, s_elements, 3, 3);
@@ -69,9 +72,11 @@ int main() {
             << "least-norm solution of A y = (6, 15, 24): y = " << y
             << "LU's pivot test is absolute (1e-20) and lets it pass: singular flag "
             << lu_of_s.is_singular() << ", det " << lu_of_s.determinant() << "\n\n";
+}
 
-  // An overdetermined line fit y = c0 + c1 t through five measurements: the noise is
-  // orthogonal to both columns, so the least-squares line is exactly y = 1 + 2 t.
+// An overdetermined line fit y = c0 + c1 t through five measurements: the noise is
+// orthogonal to both columns, so the least-squares line is exactly y = 1 + 2 t.
+void least_squares_line() {
   const double t[] = {0, 1, 2, 3, 4};
   const double measured[] = {1.1, 2.8, 5.0, 7.2, 8.9};
   mlMatrix design(5, 2);
@@ -87,10 +92,12 @@ int main() {
   std::cout << "least-squares line through 5 points: intercept " << line[0] << ", slope " << line[1]
             << ",\n  residual norm " << misfit.modulus() << " (sqrt 0.1 = " << std::sqrt(0.1)
             << ")\n\n";
+}
 
-  // Steady heat conduction in a rod with a uniform source and both ends at 0: the second
-  // differences -T[i-1] + 2 T[i] - T[i+1] = h^2 q over 9 inner nodes, exact for the
-  // quadratic T(x) = x (1 - x) / 2 when q = 1.
+// Steady heat conduction in a rod with a uniform source and both ends at 0: the second
+// differences -T[i-1] + 2 T[i] - T[i+1] = h^2 q over 9 inner nodes, exact for the
+// quadratic T(x) = x (1 - x) / 2 when q = 1.
+void heat_in_a_rod() {
   const int n = 9;
   const double h = 0.1;
   mlVector lower(mlVectorDim, n), diagonal(mlVectorDim, n), upper(mlVectorDim, n),
@@ -111,5 +118,15 @@ int main() {
             << ", temperatures at the inner nodes:\n  T = " << temperature
             << "  T(0.5) = " << temperature[4] << ", largest error against x (1 - x) / 2: " << error
             << "\n";
+}
+
+}  // namespace
+
+int main() {
+  if (!general_system()) return 1;
+  resistor_network();
+  rank_deficient_system();
+  least_squares_line();
+  heat_in_a_rod();
   return 0;
 }

@@ -7,7 +7,8 @@
 
 namespace {
 
-constexpr double unset = -DBL_MAX;
+// Marks the line's parameter range as not yet computed (it is computed on first use).
+constexpr double kUnset = -DBL_MAX;
 
 // -1 for x < 0, +1 otherwise (zero and NaN included).
 double sgn(double x) noexcept { return x < 0.0 ? -1.0 : 1.0; }
@@ -36,8 +37,8 @@ mlLineOnFunction2& mlLineOnFunction2::become(double du, double dv, double u0, do
   dv_ = dv;
   u0_ = u0;
   v0_ = v0;
-  t_hi_ = unset;
-  t_lo_ = unset;
+  t_hi_ = kUnset;
+  t_lo_ = kUnset;
   u_min_ = f->u_min();
   u_max_ = f->u_max();
   v_min_ = f->v_min();
@@ -53,7 +54,7 @@ void mlLineOnFunction2::set_window(double u_min, double u_max, double v_min,
   u_max_ = u_max;
   v_min_ = v_min;
   v_max_ = v_max;
-  t_hi_ = unset;
+  t_hi_ = kUnset;
 }
 
 double mlLineOnFunction2::function(double t) const {
@@ -80,12 +81,12 @@ double mlLineOnFunction2::function_derivative(int n, double t) const {
 }
 
 double mlLineOnFunction2::t_min() const {
-  if (t_hi_ == unset) calculate_min_max();
+  if (t_hi_ == kUnset) calculate_min_max();
   return t_lo_;
 }
 
 double mlLineOnFunction2::t_max() const {
-  if (t_hi_ == unset) calculate_min_max();
+  if (t_hi_ == kUnset) calculate_min_max();
   return t_hi_;
 }
 

@@ -58,6 +58,15 @@ void negate(mlVector& v) noexcept {
     v[j] = -v[j];
 }
 
+// With no null space left (every variable constrained) the projected step is zero: sets
+// `step` to n zeros and returns true.
+bool zero_step_without_null_space(const mlMatrix& z, int n, mlVector& step) noexcept {
+  if (z.rows() != 0 && z.cols() != 0) return false;
+  step.become(mlVectorDim, n);
+  step.fill(0.0);
+  return true;
+}
+
 }  // namespace
 
 mlConstrainedQuadraticMinimiser::mlConstrainedQuadraticMinimiser(
@@ -362,12 +371,7 @@ void mlConstrainedQuadraticMinimiser::Z_from_active(int& dropped) noexcept {
 void mlConstrainedQuadraticMinimiser::step_direction(const mlVector& grad,
                                                      mlVector& step) const noexcept {
   PASKOSDA_CHECK(&grad != &step, "step_direction: the step is the gradient");
-  // No null space left (every variable constrained): the projection is zero.
-  if (Z_.rows() == 0 || Z_.cols() == 0) {
-    step.become(mlVectorDim, n_);
-    step.fill(0.0);
-    return;
-  }
+  if (zero_step_without_null_space(Z_, n_, step)) return;
   const mlMatrix projection(mlMatrixProduct, Z_, Zt_);
   step.become(mlMatrixProduct, projection, grad);
   negate(step);
@@ -376,11 +380,7 @@ void mlConstrainedQuadraticMinimiser::step_direction(const mlVector& grad,
 void mlConstrainedQuadraticMinimiser::step_direction(const mlVector& grad, const mlMatrix& H,
                                                      mlVector& step) const noexcept {
   PASKOSDA_CHECK(&grad != &step, "step_direction: the step is the gradient");
-  if (Z_.rows() == 0 || Z_.cols() == 0) {
-    step.become(mlVectorDim, n_);
-    step.fill(0.0);
-    return;
-  }
+  if (zero_step_without_null_space(Z_, n_, step)) return;
   const mlMatrix zt_h(mlMatrixProduct, Zt_, H);
   const mlMatrix reduced(mlMatrixProduct, zt_h, Z_);
   const mlSingularValueDecomposition svd(reduced);

@@ -389,54 +389,40 @@ TEST(mlMinimiser2, SearchesAlongATangentPlaneStepThatFellFarFromItsModel) {
   }
 }
 
-// The whole course of representative searches, to the bit: every tuned step, slack and
-// threshold of the iteration shows in the points visited, the counts or the point found.
-TEST(mlMinimiser2, RepeatsItsSearchesToTheBit) {
-  const std::vector<std::function<std::vector<double>()>> runs = {
-      [] {
-        CountingFunction2 f(
-            [](double u, double v) {
-              return 1e9 + (u - 0.3) * (u - 0.3) + 3.0 * (v - 0.6) * (v - 0.6);
-            },
-            nullptr, {0.0, 1.0, 0.0, 1.0});
-        f.set_max_deriv(0);
-        mlMinimiser2 m(f);
-        std::vector<double> r = run(m, 0.9, 0.1);
-        r.push_back(m.iterations());
-        r.push_back(m.evaluations());
-        return r;
-      },
-      [] {
-        CountingFunction2 f = rosenbrock(2.0);
-        f.set_max_deriv(1);
-        mlMinimiser2 m(f);
-        std::vector<double> r = run(m, -1.2, 1.0);
-        r.push_back(m.iterations());
-        r.push_back(m.evaluations());
-        return r;
-      },
-      [] {
-        CountingFunction2 f = rosenbrock(0.5);
-        f.set_max_deriv(0);
-        mlMinimiser2 m(f);
-        std::vector<double> r = run(m, -1.2, 1.0);
-        r.push_back(m.iterations());
-        r.push_back(m.evaluations());
-        return r;
-      },
-  };
+// {state, u, v, iterations, evaluations} of one search.
+std::vector<double> course(mlBaseMinimiser2& m, double u, double v) {
+  std::vector<double> r = run(m, u, v);
+  r.push_back(m.iterations());
+  r.push_back(m.evaluations());
+  return r;
+}
+
+// Representative searches: a large constant value with differences, the valley with first
+// derivatives and with differences against an edge, two shears, then three bowls.
+std::vector<std::vector<double>> representative_courses() {
   std::vector<std::vector<double>> got;
-  for (const auto& r : runs)
-    got.push_back(r());
+  {
+    CountingFunction2 f(
+        [](double u, double v) {
+          return 1e9 + (u - 0.3) * (u - 0.3) + 3.0 * (v - 0.6) * (v - 0.6);
+        },
+        nullptr, {0.0, 1.0, 0.0, 1.0});
+    f.set_max_deriv(0);
+    mlMinimiser2 m(f);
+    got.push_back(course(m, 0.9, 0.1));
+  }
+  for (const auto& [scale, max_deriv] : {std::pair<double, int>{2.0, 1}, {0.5, 0}}) {
+    CountingFunction2 f = rosenbrock(scale);
+    f.set_max_deriv(max_deriv);
+    mlMinimiser2 m(f);
+    got.push_back(course(m, -1.2, 1.0));
+  }
   // J^T J of the shears has det / (a c) about 0.7e-12 and 1.4e-12: only the second takes the
   // tangent-plane step.
   for (const double e : {8.4e-7, 1.2e-6}) {
     Shear F(e, {1.0, 0.5e-6});
     mlVectorMinimiser2 m(F);
-    std::vector<double> r = run(m, 0.0, 0.0);
-    r.push_back(m.iterations());
-    r.push_back(m.evaluations());
-    got.push_back(r);
+    got.push_back(course(m, 0.0, 0.0));
   }
   for (const double c : {0.0, 3.0, 2.9})
     for (const std::vector<double>& p : {std::vector<double>{0.5, 0.5, -1.0},
@@ -447,15 +433,17 @@ TEST(mlMinimiser2, RepeatsItsSearchesToTheBit) {
                                          {5.0, -5.0, 1.0}}) {
       Bowl F(c, p);
       mlVectorMinimiser2 m(F);
-      std::vector<double> r = run(m, 0.0, 0.0);
-      r.push_back(m.iterations());
-      r.push_back(m.evaluations());
-      got.push_back(r);
+      got.push_back(course(m, 0.0, 0.0));
     }
-  // {state, u, v, iterations, evaluations}: a large constant value with differences, the
-  // valley with first derivatives and with differences against an edge, the two shears, then
-  // three bowls (the last two indefinite) from six points each, the far ones searched along
-  // their tangent-plane steps.
+  return got;
+}
+
+// The whole course of representative searches, to the bit: every tuned step, slack and
+// threshold of the iteration shows in the points visited, the counts or the point found.
+TEST(mlMinimiser2, RepeatsItsSearchesToTheBit) {
+  const std::vector<std::vector<double>> got = representative_courses();
+  // In the order of the searches; of the bowls the last two are indefinite, and the ones
+  // started far away are searched along their tangent-plane steps.
   const std::vector<double> expected[] = {
       {0, 0x1.3309f6f76bf21p-2, 0x1.333633992e95ep-1, 5, 137},
       {0, 0x1.ffffffffffffcp-1, 0x1.ffffffffffff9p-1, 23, 308},
