@@ -223,8 +223,10 @@ TEST(mlMinimiser2, ClampsOrWrapsTheStartAndScalesTheDefaultTolerance) {
   minimiser.set_periodic(1, 0);
   EXPECT_EQ(run(minimiser, -2.75, 7.0),
             (std::vector<double>{mlMinimiser2MaxIterations, 0.25, 1.0}));
-  // A whole number of periods lands on the lower end, never the upper.
+  // A whole number of periods lands on the lower end, never the upper; so does a start just
+  // below the lower end, where lo + r rounds up to the upper end.
   EXPECT_EQ(run(minimiser, 3.0, 7.0)[1], 0.0);
+  EXPECT_EQ(run(minimiser, -1e-20, 7.0)[1], 0.0);
 
   // become goes back to the function's domain and the default settings.
   CountingFunction2 g = saddle();
@@ -246,6 +248,18 @@ TEST(mlMinimiser2, SpacesDifferencesAndProbesByThePatchWidth) {
   EXPECT_EQ(f.calls[4].at, (std::vector<double>{0.9, 0.1 + 1e-5}));
   EXPECT_EQ(f.calls[5].at, (std::vector<double>{0.9 + 1e-4 * 2.0, 0.1}));
   EXPECT_EQ(f.calls[8].at, (std::vector<double>{0.9, 0.1 - 1e-4}));
+
+  // Exactly one step from the lower end of u and the upper end of v the central differences
+  // still fit.
+  CountingFunction2 e = paraboloid(0.3, 0.6);
+  e.set_max_deriv(0);
+  mlMinimiser2 fits(e);
+  fits.set_patch(0.0, 2.0, 0.0, 1.0);
+  run(fits, 1e-5 * 2.0, 1.0 - 1e-5);
+  ASSERT_GT(e.calls.size(), 4u);
+  EXPECT_EQ(e.calls[1].at, (std::vector<double>{0.0, 1.0 - 1e-5}));
+  EXPECT_EQ(e.calls[2].at, (std::vector<double>{1e-5 * 4.0, 1.0 - 1e-5}));
+  EXPECT_EQ(e.calls[4].at, (std::vector<double>{1e-5 * 2.0, 1.0}));
 
   // The minimum beyond u = 1: on that edge the line probed inside it is u = 1 - 1e-3.
   CountingFunction2 g = paraboloid(1.5, 0.6);
@@ -435,6 +449,25 @@ std::vector<std::vector<double>> representative_courses() {
       mlVectorMinimiser2 m(F);
       got.push_back(course(m, 0.0, 0.0));
     }
+  // Flat and linear values, where a trial ties with the current value exactly and curvatures
+  // vanish, by differences and by derivatives.
+  for (const int max_deriv : {0, 2})
+    for (const CountingFunction2::Value& value :
+         {CountingFunction2::Value([](double, double) { return 0.0; }),
+          CountingFunction2::Value([](double u, double) { return (u - 0.3) * (u - 0.3); }),
+          CountingFunction2::Value([](double u, double v) { return u + 0.5 * v; })}) {
+      CountingFunction2 f(value, nullptr, {0.0, 1.0, 0.0, 1.0});
+      f.set_max_deriv(max_deriv);
+      mlMinimiser2 m(f);
+      got.push_back(course(m, 0.9, 0.1));
+    }
+  // The saddle (u - 0.5)(v - 0.5) from its centre: both ways out fall alike, and the one
+  // tried first decides the corner.
+  {
+    CountingFunction2 f = quadratic(0.5, 0.5, 0.0, 1.0, 0.0);
+    mlMinimiser2 m(f);
+    got.push_back(course(m, 0.5, 0.5));
+  }
   return got;
 }
 
@@ -468,6 +501,13 @@ TEST(mlMinimiser2, RepeatsItsSearchesToTheBit) {
       {0, -0x1.c1c6b1f481e3ep+1, 0x1.00b46676cf7a5p-2, 7, 79},
       {0, -0x1.a48458e30b7d2p+4, 0x1.2bcf625f1685ep+4, 4, 87},
       {0, 0x1.496623166139ep+2, -0x1.34e21128d61f4p+2, 7, 36},
+      {0, 0x1.ccccccccccccdp-1, 0x1.999999999999ap-4, 1, 11},
+      {4, 0x1.333332e666668p-2, 0x1.999999999999ap-4, 3, 106},
+      {2, 0x0p+0, 0x0p+0, 3, 43},
+      {0, 0x1.ccccccccccccdp-1, 0x1.999999999999ap-4, 1, 13},
+      {4, 0x1.333332e666668p-2, 0x1.999999999999ap-4, 3, 108},
+      {2, 0x0p+0, 0x0p+0, 3, 45},
+      {2, 0x1p+0, 0x0p+0, 2, 25},
   };
   ASSERT_EQ(got.size(), std::size(expected));
   for (std::size_t k = 0; k < got.size(); ++k)
