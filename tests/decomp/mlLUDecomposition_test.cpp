@@ -43,15 +43,25 @@ TEST(mlLUDecomposition, FactorsSmallIntegerMatricesExactly) {
 }
 
 TEST(mlLUDecomposition, PivotTestIsAbsoluteAndStrictAt1e20) {
-  const std::pair<mlMatrix, int> cases[] = {
-      {mat(1, 1, {1e-20}), 0},
-      {mat(1, 1, {0.99e-20}), 1},
-      {mat(1, 1, {-1e-20}), 0},
-      {mat(2, 2, {1, 0, 0, 0.99e-20}), 1},  // the last pivot, tested once more after the loop
-      {mat(2, 2, {kNaN, 1, 1, 1}), 0},      // NaN passes
-  };
+  const double below = std::nextafter(1e-20, 0.0);  // the double just under the tolerance
+  const std::pair<mlMatrix, int> cases[] =
+      {
+          {mat(1, 1, {1e-20}), 0},          {mat(1, 1, {below}), 1},
+          {mat(1, 1, {-1e-20}), 0},         {mat(2, 2, {1, 0, 0, 1e-20}), 0},
+          {mat(2, 2, {1, 0, 0, below}), 1},  // the last pivot, tested once more after the loop
+          {mat(2, 2, {kNaN, 1, 1, 1}), 0},   // NaN passes
+      };
   for (const auto& [a, singular] : cases)
     EXPECT_EQ(mlLUDecomposition(a).is_singular(), singular) << a;
+  // The same test in the blocked elimination of larger matrices: a pivot inside a panel, the
+  // first of a later panel, and the last pivot.
+  for (const int k : {5, 32, 39}) {
+    for (const double pivot : {1e-20, below}) {
+      mlMatrix a(mlMatrixIdentity, 40);
+      a(k, k) = pivot;
+      EXPECT_EQ(mlLUDecomposition(a).is_singular(), pivot == below ? 1 : 0) << k;
+    }
+  }
 }
 
 TEST(mlLUDecomposition, RejectsNonSquareMatricesAndAcceptsTheEmptyOne) {

@@ -152,6 +152,32 @@ TEST(mlSingularValueDecomposition, GivesTheBitsOfThePlainLoops) {
       }
     }
   }
+  // Exact ties and boundaries: rotations of operands of equal magnitude and opposite sign,
+  // denormal diagonal and row elements beside normal norms, a cosine and a shift numerator
+  // below the smallest normal (a bidiagonal graded by r = 10^(-158 / 11), so that
+  // s(4) e(3) = r^11), and a shift whose b is exactly 0 (3^2 + 4^2 = 5^2 on the scale 8 of the
+  // block's first value).
+  const double dn = 1e-310, r = std::pow(10.0, -158.0 / 11.0);
+  const mlMatrix edges[] = {mat(2, 2, {1, 0, -1, 0}),
+                            mat(2, 2, {1, -1, 0, 0}),
+                            mat(2, 2, {1, 1, -1, 1}),
+                            mat(3, 3, {1, 1, 0, -1, 1, 1, 0, -1, 1}),
+                            mat(2, 1, {-dn, 1}),
+                            mat(3, 1, {1, -dn, dn}),
+                            mat(3, 2, {-dn, 1, 2, -dn, 1, 1}),
+                            mat(2, 2, {1e-200, 1e150, 0, 1}),
+                            mat(4, 4,
+                                {1, 0, 0, 0, r, r * r, 0, 0, 0, r * r * r, std::pow(r, 4), 0, 0, 0,
+                                 std::pow(r, 5), std::pow(r, 6)}),
+                            mat(3, 3, {8, 1, 0, 0, 3, 4, 0, 0, 5}),
+                            mat(3, 3, {8, 0, 0, 1, 3, 0, 0, 4, 5})};
+  for (const mlMatrix& a : edges) {
+    for (const int job : {11, 1}) {
+      SCOPED_TRACE(testing::Message() << a << "job " << job);
+      const SVD svd(a, static_cast<SVD::mlJOB_U>(job % 10), static_cast<SVD::mlJOB_V>(job / 10));
+      expect_literal_bits(svd, a, job % 10, job / 10);
+    }
+  }
   // Large enough for every blocking of the vectors to take several blocks; one of them never
   // converges.
   const int large[][2] = {{300, 200}, {200, 300}};
@@ -217,6 +243,10 @@ TEST(mlSingularValueDecomposition, RankSwitchesFromAbsoluteToRelative) {
       // Every value zero: nothing is below tol * s[0] = 0, so all of them count.
       {mat(2, 2, {0, 0, 0, 0}), 1e-7, 2, 0},
       {mlMatrix(0, 0), 1e-7, 0, 1},
+      // At the threshold itself a value counts, whether absolute or relative.
+      {mat(1, 1, {0.25}), 0.25, 1, 0},
+      {mat(2, 2, {4, 0, 0, 1}), 0.25, 2, 0},
+      {mat(2, 2, {4, 0, 0, 1}), std::nextafter(0.25, 1.0), 1, 1},
   };
   for (const auto& [a, tol, rank, singular] : cases) {
     const SVD svd(a);
@@ -260,6 +290,19 @@ TEST(mlSingularValueDecomposition, PseudoInverseIsCachedWithTheFirstTolerance) {
   EXPECT_EQ(values(x), (std::vector<double>{1, 0}));
   svd.become(a);  // a new decomposition starts without a cache
   EXPECT_EQ(values(svd.inverse(1e-9)), (std::vector<double>{1, 0, 0, 1e3}));
+  // A value is inverted only above tol * s[0], not at it (where rank still counts it).
+  EXPECT_EQ(values(SVD(mat(2, 2, {4, 0, 0, 1})).inverse(0.25)),
+            (std::vector<double>{0.25, 0, 0, 0}));
+  EXPECT_EQ(values(SVD(mat(2, 2, {4, 0, 0, 1})).inverse(std::nextafter(0.25, 0.0))),
+            (std::vector<double>{0.25, 0, 0, 1}));
+  // The solves' 1e-7 exactly: s[1] = 1e-7 is dropped, the next double up is not.
+  for (const double s1 : {1e-7, std::nextafter(1e-7, 1.0)}) {
+    const SVD tiny(mat(2, 2, {1, 0, 0, s1}));
+    tiny.solve(vec({1, s1}), x);
+    SVD(mat(2, 2, {1, 0, 0, s1})).solve(mat(2, 1, {1, s1}), xm);
+    const std::vector<double> expected = {1, s1 == 1e-7 ? 0.0 : 1.0};
+    EXPECT_TRUE(values(x) == expected && values(xm) == expected) << s1;
+  }
   // s[0] is inverted without the tolerance test; a zero matrix inverts to zero.
   EXPECT_EQ(values(SVD(mat(1, 2, {1e-30, 0})).inverse(1.0)), (std::vector<double>{1.0 / 1e-30, 0}));
   EXPECT_EQ(values(SVD(mlMatrix(mlMatrixZero, 2, 3)).inverse(1e-7)), std::vector<double>(6, 0.0));
@@ -269,6 +312,12 @@ TEST(mlSingularValueDecomposition, FlushesValuesBelowTheSmallestNormal) {
   // The first column's norm is a denormal: flushed to +0.0, it becomes the zero value.
   const double expected[] = {1.0, 0.0};
   EXPECT_TRUE(same_bits(SVD(mat(2, 2, {1e-310, 0, 0, 1})).diagonal().data(), expected, 2));
+  // The smallest normal itself is kept, the largest denormal is not.
+  const double dbl_min = std::numeric_limits<double>::min();
+  EXPECT_EQ(values(SVD(mat(2, 2, {dbl_min, 0, 0, 1})).diagonal()),
+            (std::vector<double>{1, dbl_min}));
+  EXPECT_TRUE(same_bits(SVD(mat(2, 2, {std::nextafter(dbl_min, 0.0), 0, 0, 1})).diagonal().data(),
+                        expected, 2));
   // Values entirely in the denormal range vanish.
   EXPECT_EQ(values(SVD(mat(2, 2, {1e-315, 2e-315, 3e-315, -1e-316})).diagonal()),
             (std::vector<double>{0, 0}));
@@ -343,6 +392,9 @@ TEST(mlSingularValueDecompositionJacobi, RotatesOnlyWhatNeedsRotating) {
       // Increasing norms: the second branch always rotates, here exchanging the columns (c = 0,
       // s = 1); the next sweep finds nothing to do.
       {2, 2, {2, 0, 0, 3, -7, -7, -7, -7}, {-1, -1}, {0, -2, 3, 0, 0, -1, 1, 0}, {9, 4}},
+      // Orthogonal columns of equal norm take the branch that can leave them alone (the other
+      // would divide 0 by 0).
+      {2, 2, {0, 2, 2, 0, -7, -7, -7, -7}, {-1, -1}, {0, 2, 2, 0, 1, 0, 0, 1}, {4, 4}},
       // One column: only the identity is written, z is untouched.
       {3, 1, {5, -1, 2, 9}, {-1}, {5, -1, 2, 1}, {-1}},
   };
@@ -351,6 +403,169 @@ TEST(mlSingularValueDecompositionJacobi, RotatesOnlyWhatNeedsRotating) {
     ASSERT_TRUE(w.size() == w_after.size() && z == z_after) << m << "x" << n;
     EXPECT_TRUE(same_bits(w.data(), w_after.data(), static_cast<int>(w.size()))) << m << "x" << n;
   }
+}
+
+// ml_svd written out with its sweep limit as a parameter. Returns the sweeps made.
+int literal_jacobi_svd(std::vector<double>& w, std::vector<double>& z, int m, int n,
+                       int sweep_limit) {
+  for (int i = 0; i < n; ++i)
+    for (int j = 0; j < n; ++j)
+      w[static_cast<std::size_t>((m + i) * n + j)] = i == j ? 1.0 : 0.0;
+  const double e2 = m * 10.0 * 1e-22 * 1e-22;
+  auto at = [&w, n](int i, int j) -> double& { return w[static_cast<std::size_t>(i * n + j)]; };
+  int r = n, sweep = 0;
+  long long count = r * (r - 1LL) / 2;
+  while (count != 0 && sweep <= sweep_limit) {
+    count = r * (r - 1LL) / 2;
+    ++sweep;
+    for (int j = 0; j < r - 1; ++j) {
+      for (int k = j + 1; k < r; ++k) {
+        double p = 0.0, q = 0.0, rr = 0.0;
+        for (int i = 0; i < m; ++i) {
+          p += at(i, j) * at(i, k);
+          q += at(i, j) * at(i, j);
+          rr += at(i, k) * at(i, k);
+        }
+        z[j] = q;
+        z[k] = rr;
+        double c, s;
+        if (q >= rr) {
+          if (q <= e2 * z[0] || std::fabs(p) <= 1e-23 * q) {
+            --count;
+            continue;
+          }
+          p = p / q;
+          const double t = 1.0 - rr / q, vt = std::sqrt(4.0 * (p * p) + t * t);
+          c = std::sqrt(std::fabs(0.5 * (1.0 + t / vt)));
+          s = p / (vt * c);
+        } else {
+          p = p / rr;
+          const double t = q / rr - 1.0, vt = std::sqrt(4.0 * (p * p) + t * t);
+          s = std::sqrt(std::fabs(0.5 * (1.0 - t / vt)));
+          if (p < 0.0) s = -s;
+          c = p / (vt * s);
+        }
+        for (int i = 0; i < m + n; ++i) {
+          const double x = at(i, j), y = at(i, k);
+          at(i, j) = x * c + y * s;
+          at(i, k) = -x * s + y * c;
+        }
+      }
+    }
+    while (r >= 3 && z[r - 1] <= z[0] * 1e-23 + 1e-46)
+      --r;
+  }
+  return sweep;
+}
+
+TEST(mlSingularValueDecompositionJacobi, StopsAfterMaxOfAQuarterOfNAndSixPlusOneSweeps) {
+  // Orthogonality to 1e-23 is below the rounding, so random columns never stop rotating and
+  // every run takes the full max(n / 4, 6) + 1 sweeps: 7 up to n = 27, 8 from n = 28 on.
+  mlRandom random(12);
+  for (const int n : {3, 5, 27, 28}) {
+    const int m = n + 3, limit = std::max(n / 4, 6);
+    const mlMatrix a = random_matrix(random, m, n);
+    std::vector<double> w(a.data(), a.data() + m * n), z(n, -1.0);
+    w.resize(static_cast<std::size_t>((m + n) * n), -1.0);
+    std::vector<double> expected[3] = {w, w, w}, expected_z[3] = {z, z, z};
+    for (int d = -1; d <= 1; ++d) {
+      const int sweeps = literal_jacobi_svd(expected[d + 1], expected_z[d + 1], m, n, limit + d);
+      ASSERT_EQ(sweeps, limit + d + 1) << n;
+    }
+    ml_svd(w.data(), z.data(), m, n);
+    const int size = static_cast<int>(w.size());
+    EXPECT_TRUE(same_bits(w.data(), expected[1].data(), size) &&
+                same_bits(z.data(), expected_z[1].data(), n))
+        << n;
+    // One sweep fewer or more changes the bits.
+    EXPECT_FALSE(same_bits(w.data(), expected[0].data(), size)) << n;
+    EXPECT_FALSE(same_bits(w.data(), expected[2].data(), size)) << n;
+  }
+}
+
+// The last two of `rows` elements set so that their squares, summed from 0.0 in order as
+// ml_svd sums them, give exactly `target` (a normal number).
+std::vector<double> column_with_squared_norm(int rows, double target) {
+  double a = std::sqrt(target);
+  while (a * a > target)
+    a = std::nextafter(a, 0.0);
+  // Exact (Sterbenz): a * a is within a few units of the last place below target.
+  const double c = std::sqrt(target - a * a);
+  std::vector<double> column(rows, 0.0);
+  column[rows - 2] = a;
+  column[rows - 1] = c;
+  double sum = 0.0;
+  for (const double x : column)
+    sum += x * x;
+  EXPECT_EQ(sum, target);
+  return column;
+}
+
+// w of ml_svd (m + n rows of n) for the given columns of A, the rows of V marked -7.
+std::vector<double> jacobi_array(const std::vector<std::vector<double>>& columns) {
+  const int n = static_cast<int>(columns.size()), m = static_cast<int>(columns[0].size());
+  std::vector<double> w(static_cast<std::size_t>((m + n) * n), -7.0);
+  for (int j = 0; j < n; ++j)
+    for (int i = 0; i < m; ++i)
+      w[static_cast<std::size_t>(i * n + j)] = columns[j][i];
+  return w;
+}
+
+// ml_svd of the given columns: returns w and z.
+std::pair<std::vector<double>, std::vector<double>> jacobi(
+    const std::vector<std::vector<double>>& columns) {
+  std::vector<double> w = jacobi_array(columns), z(columns.size(), -1.0);
+  ml_svd(w.data(), z.data(), static_cast<int>(columns[0].size()), static_cast<int>(columns.size()));
+  return {w, z};
+}
+
+TEST(mlSingularValueDecompositionJacobi, LeavesAPairWhoseProductIsAtMost1e23OfTheLargerNorm) {
+  // Columns (1, 0) and (t, 0.5): p = t, q = 1. At t = 1e-23 nothing rotates (w keeps A, V is
+  // the identity); at the next double up the pair rotates.
+  for (const double t : {1e-23, std::nextafter(1e-23, 1.0)}) {
+    const auto [w, z] = jacobi({{1.0, 0.0}, {t, 0.5}});
+    const bool rotated = t != 1e-23;
+    const std::vector<double> unrotated = {1.0, t, 0.0, 0.5, 1.0, 0.0, 0.0, 1.0};
+    EXPECT_EQ(w != unrotated, rotated) << t;
+    EXPECT_EQ(z, (std::vector<double>{1.0, t * t + 0.25})) << t;
+  }
+}
+
+TEST(mlSingularValueDecompositionJacobi, LeavesAColumnAtMostM10E2Times1e44OfTheFirst) {
+  // Three rows: a first column of squared norm 2^142 orthogonal to the others, and a pair
+  // (1, 2) far from orthogonal whose larger squared norm q is exactly 3 * 10 * 1e-22 * 1e-22
+  // times 2^142: that pair is left alone, one of a double larger is rotated.
+  const double z0 = std::ldexp(1.0, 142), bound = 3.0 * 10.0 * 1e-22 * 1e-22 * z0;
+  for (const double q : {bound, std::nextafter(bound, 2 * bound)}) {
+    const std::vector<double> first = {std::ldexp(1.0, 71), 0.0, 0.0};
+    const std::vector<double> second = column_with_squared_norm(3, q);
+    const std::vector<double> third = {0.0, 0.5 * second[1], 0.0};
+    const auto [w, z] = jacobi({first, second, third});
+    std::vector<double> unrotated = jacobi_array({first, second, third});
+    for (int i = 3; i < 6; ++i)
+      for (int j = 0; j < 3; ++j)
+        unrotated[static_cast<std::size_t>(3 * i + j)] = i - 3 == j ? 1.0 : 0.0;
+    EXPECT_EQ(w != unrotated, q != bound) << q;
+    EXPECT_EQ(z[0], z0);
+  }
+}
+
+TEST(mlSingularValueDecompositionJacobi, DropsColumnsAtMost1e23OfTheFirstPlus1e46DownToTwo) {
+  // The first column (2^-39, 0, 0) is orthogonal to the others; the pair (1, 2) rotates in the
+  // first sweep. The third column's squared norm then reads exactly 2^-78 1e-23 + 1e-46: it is
+  // dropped, and the second sweep no longer writes its z; a double above, it is still rotated.
+  // With two columns, the second one is never dropped, however small.
+  const double z0 = std::ldexp(1.0, -78), bound = z0 * 1e-23 + 1e-46;
+  for (const double rr : {bound, std::nextafter(bound, 1.0)}) {
+    const std::vector<double> first = {std::ldexp(1.0, -39), 0.0, 0.0},
+                              second = {0.0, std::ldexp(1.0, -40), std::ldexp(1.0, -41)},
+                              third = column_with_squared_norm(3, rr);
+    const auto [w, z] = jacobi({first, second, third});
+    EXPECT_EQ(z[2] == rr, rr == bound) << rr;
+  }
+  const auto [w, z] = jacobi({{1.0, 0.0}, {1e-13, 1e-13}});
+  EXPECT_EQ(z[1], w[1] * w[1] + w[3] * w[3]);  // the second sweep's, after the rotation
+  EXPECT_NE(z[1], 2e-26);
 }
 
 }  // namespace

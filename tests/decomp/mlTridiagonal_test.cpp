@@ -75,6 +75,8 @@ TEST(mlTridiagonal, TestsItsProperties) {
       {vec({-1, 1, 1}), vec({2, kNaN, 2}), vec({1, 1, 0}), {1, 1, 0}},  // NaN is non-zero
       {vec({0, 1, 1}), vec({-2, 2, -2}), vec({1, 1, 0}), {1, 1, 1}},    // zeros fit either sign
       {vec({1, 1, 1}), vec({-2, 2, -2}), vec({1, 1, 0}), {1, 1, 0}},
+      {vec({5, 1, 2}), vec({3, 4, 2}), vec({3, 1, 5}), {1, 1, 1}},    // equality in rows 0, 2
+      {vec({-1, 0, 0}), vec({-2, 1, 0}), vec({0, 0, 0}), {1, 0, 1}},  // non-positive, a zero last
   };
   for (const Case& c : cases) {
     const mlTridiagonal t(3, c.lower.slice(), c.diagonal.slice(), c.upper.slice());

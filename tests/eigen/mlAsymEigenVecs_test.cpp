@@ -21,7 +21,8 @@ TEST(mlAsymEigenVecs, FindsRealValuesByMagnitudeAndANullVectorOrSpaceForEach) {
   // The lambda I test reads the matrix maximum, which overlooks negative elements.
   const Case cases[] = {
       {mat(2, 2, {1, 2, 3, -4}), {-5, 2}, {}},
-      {mat(2, 2, {0, -1, 1, 0}), {}, {}},  // a complex pair: no values, no vectors
+      {mat(2, 2, {0, 1, 1, 0}), {1, -1}, {}},  // of equal magnitudes, the larger value first
+      {mat(2, 2, {0, -1, 1, 0}), {}, {}},      // a complex pair: no values, no vectors
       // Defective: the eigenvector, then the other right singular vector.
       {mat(2, 2, {1, 1, 0, 1}), {1, 1}, {1, 0, 0, 1}},
       {mat(2, 2, {2, 0, -3, 2}), {2, 2}, {1, 0, 0, 1}},           // A - 2 I reads as zero
@@ -53,6 +54,42 @@ TEST(mlAsymEigenVecs, FindsRealValuesByMagnitudeAndANullVectorOrSpaceForEach) {
       for (int i = 0; i < n && !c.vectors.empty(); ++i)
         EXPECT_NEAR(std::fabs(e.eigen_vector(k)[i]), c.vectors[i * count + k], 1e-14) << which;
     }
+  }
+}
+
+TEST(mlAsymEigenVecs, SharesAnEigenspaceOnlyBelowTheBoundsOfSameValueAndOfZero) {
+  // [[d, 1], [0, 0]] has the values d and 0, d tuned until the solver gives exactly the bound
+  // 1e-4 or the double below it. At 1e-4 the values are distinct: e_1, then the null vector
+  // (1, -d) of A, normalised; below it they share the space of the larger, e_1 and e_2.
+  const auto with_value = [](double target) {
+    double d = target;
+    for (int i = 0; i < 64; ++i) {
+      const mlMatrix a = mat(2, 2, {d, 1, 0, 0});
+      mlAsymEigenVecs2 e(a);
+      e.calculate();
+      if (e.eigen_value(0) == target) break;
+      d = std::nextafter(d, e.eigen_value(0) < target ? 1.0 : 0.0);
+    }
+    return d;
+  };
+  for (const double bound : {1e-4, std::nextafter(1e-4, 0.0)}) {
+    const mlMatrix a = mat(2, 2, {with_value(bound), 1, 0, 0});
+    mlAsymEigenVecs2 e(a);
+    e.calculate();
+    ASSERT_TRUE(e.num_real_eigen_values() == 2 && e.eigen_value(0) == bound &&
+                e.eigen_value(1) == 0.0);
+    const bool shared = bound != 1e-4;
+    EXPECT_EQ(std::fabs(e.eigen_vector(1)[0]) < 0.5, shared) << bound;
+    EXPECT_LE(eigen_residual(a, e, 0), DBL_EPSILON);
+  }
+  // A - 2 I = [[0, 0], [t, 0]] is decomposed when its largest element reaches the tolerance
+  // 1e-6 (the space in the order of the singular vectors, e_2 first), and read as zero below.
+  for (const double t : {1e-6, std::nextafter(1e-6, 0.0)}) {
+    const mlMatrix a = mat(2, 2, {2, 0, t, 2});
+    mlAsymEigenVecs2 e(a);
+    e.calculate();
+    ASSERT_EQ(e.num_real_eigen_values(), 2);
+    EXPECT_EQ(std::fabs(e.eigen_vector(0)[1]), t == 1e-6 ? 1.0 : 0.0) << t;
   }
 }
 

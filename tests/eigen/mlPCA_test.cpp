@@ -62,6 +62,10 @@ TEST(mlPCA, ReportsTooFewPointsClearingResultsAndLeavingOutputsAlone) {
     EXPECT_EQ(pca.axis(0, out), mlPCAAxisOutOfRange);  // no variances: every index is out
     EXPECT_EQ(values(out), (std::vector<double>{7, 8})) << n << "x" << d;
   }
+  // As many points as dimensions are enough: (1, 0) and (0, 1).
+  doublecoDynArr2D two;
+  two(0, 0) = two(1, 1) = 1.0;
+  EXPECT_EQ(mlPCA(two).status(), mlPCAOk);
 }
 
 }  // namespace

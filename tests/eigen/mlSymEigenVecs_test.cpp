@@ -116,9 +116,11 @@ TEST(mlSymEigenVecs, OrdersEqualMagnitudesByLaterPositionAndCopiesThemOut) {
 }
 
 TEST(mlSymEigenVecs, StopsBelowOnePercentOfTheToleranceOrAfterTenMillionRotations) {
-  // 0.05 is rotated away at tolerance 5 (the threshold is not above it), not at +-5.0001.
+  // 0.05 is rotated away at tolerance 5 (the threshold 5 * 0.01 is 0.05, not above it), not
+  // at +-5 plus one unit in the last place.
   const mlMatrix a = mat(2, 2, {1, 0.05, 0.05, 4}), b = mat(2, 2, {1, 1, 1, 2});
-  for (double tolerance : {5.0, 5.0001, -5.0001}) {
+  const double above = std::nextafter(5.0, 6.0);
+  for (double tolerance : {5.0, above, -above}) {
     mlSymEigenVecs e(a);
     calculate(e, tolerance);
     EXPECT_EQ(e.eigen_value(0) == 4.0, tolerance != 5.0) << tolerance;
@@ -156,6 +158,18 @@ TEST(mlSymEigenVecs, AppendsValuesWhenCalculatedAgainUntilBecome) {
   EXPECT_EQ(e.status(), mlEigenVecsNotCalculated);
   e.calculate();
   EXPECT_TRUE(e.num_real_eigen_values() == 2 && e.eigen_value(0) != 2.0);
+  // The default 1e-6 exactly, as constructed and after become: its threshold 1e-8 rotates
+  // 1e-8 away, not the double below.
+  for (const double off : {1e-8, std::nextafter(1e-8, 0.0)}) {
+    const mlMatrix c = mat(2, 2, {1, off, off, 2});
+    mlSymEigenVecs d(c);
+    d.calculate();
+    e.set_tolerance(1.0);
+    e.become(c);
+    e.calculate();
+    EXPECT_EQ(d.eigen_vector(0)[0] != 0.0, off == 1e-8) << off;
+    EXPECT_EQ(e.eigen_vector(0)[0] != 0.0, off == 1e-8) << off;
+  }
 }
 
 }  // namespace

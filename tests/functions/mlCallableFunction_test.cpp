@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cfloat>
 #include <cmath>
 #include <functional>
 #include <string>
@@ -539,6 +540,35 @@ TEST(mlCallableFunctionLeastSquares, FitsAsAHandWrittenProblemWithAndWithoutAJac
       EXPECT_EQ(jacobian_calls, hand.jacobian_calls);
     }
   }
+}
+
+TEST(mlCallableFunctionLeastSquares, StepsBySqrtEpsilonTimesTheLargerOfOneAndTheParameter) {
+  // The default step is 2^-26, the square root of the machine epsilon, exactly: each shifted
+  // parameter below is exact, so its last bit shows.
+  using AnyResidual = std::function<double(const mlVector&, int)>;
+  using Problem = mlCallableLeastSquares<AnyResidual>;
+  const double h = std::ldexp(1.0, -26);
+  EXPECT_TRUE(Problem::default_difference_step == h && std::sqrt(DBL_EPSILON) == h);
+  std::vector<std::vector<double>> seen;
+  const AnyResidual residual = [&seen](const mlVector& p, int) {
+    seen.push_back(values(p));
+    return p[0] + 3.0 * p[1] - p[2];
+  };
+  Problem problem(3, 1, residual);
+  EXPECT_EQ(problem.difference_step(), h);
+  problem.set_parameters(vec({0.0, -4.0, 0.5}));
+  double d = 0.0;
+  mlVector g(mlVectorDim, 3);
+  problem.distance_and_derivatives(d, g, 0);
+  // |p_j| = 4 scales its step; 0 and 0.5 take the step itself.
+  EXPECT_EQ(
+      seen,
+      (std::vector<std::vector<double>>{
+          {0.0, -4.0, 0.5}, {h, -4.0, 0.5}, {0.0, -4.0 + 4.0 * h, 0.5}, {0.0, -4.0, 0.5 + h}}));
+  EXPECT_EQ(values(g), (std::vector<double>{1.0, 3.0, -1.0}));
+  // become puts a changed step back to the default.
+  problem.set_difference_step(1e-3);
+  EXPECT_EQ(problem.become(3, 1, residual).difference_step(), h);
 }
 
 // ---- callables by value ---------------------------------------------------------------------

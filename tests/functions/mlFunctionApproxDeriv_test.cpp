@@ -22,6 +22,7 @@ TEST(mlFunctionApproxDeriv, DifferencesForwardThenBackwardNearTheUpperEnd) {
       {-DBL_MAX, DBL_MAX, 1.0, 0.5, 1.5, 1.0},       // forward
       {0.0, 1.0, -0.2, 0.5, -0.2 + 0.5, 0.0},        // lower end clamped
       {0.0, 0.3, 0.1, 0.5, (0.1 - 0.5) + 0.5, 0.0},  // both ends clamped
+      {0.0, 1.0, 0.75, 0.25, 1.0, 0.75},             // reaching the upper end: forward
       {0.0, 1.0, 1.0, 0.25, 1.0, 0.75},              // at the upper end
   };
   for (const Case& c : cases) {

@@ -126,4 +126,47 @@ TEST(mlIntegrate, SimpsonNeverAcceptsItsFirstEstimate) {
   EXPECT_TRUE(simpson.converged() == 1 && cube.calls.size() == 5u);
 }
 
+TEST(mlIntegrate, StopOnlyWhenTheChangeIsBelowTheToleranceNotAtIt) {
+  // The tolerance exactly the change from the second estimate to the third does not stop a
+  // rule there; the next double above it does. Every later change is smaller.
+  const double a = -0.4, b = 0.5;
+  const std::vector<double> t = trapezoids(a, b, 8);
+  const std::vector<double> estimates[3] = {t, simpsons(a, b, 8), rombergs(t)};
+  for (int r = 0; r < 3; ++r) {
+    const std::vector<double>& e = estimates[r];
+    const double change = std::fabs(e[2] - e[1]);
+    ASSERT_TRUE(std::fabs(e[1] - e[0]) > change && std::fabs(e[3] - e[2]) < change) << r;
+    for (const double tol : {change, std::nextafter(change, 1.0)}) {
+      const mlIntegrateTrapezoid trapezoid(tol, 8);
+      const mlIntegrateSimpson simpson(tol, 8);
+      const mlIntegrateRomberg romberg(tol, 7);
+      const mlIntegrate* rules[3] = {&trapezoid, &simpson, &romberg};
+      const Counted f;
+      EXPECT_EQ(rules[r]->integrate(f, a, b), e[tol == change ? 3 : 2]) << r << " " << tol;
+      EXPECT_EQ(r == 0   ? trapezoid.converged()
+                : r == 1 ? simpson.converged()
+                         : romberg.converged(),
+                1)
+          << r;
+    }
+  }
+}
+
+TEST(mlIntegrate, RombergNeverAcceptsItsFirstEstimate) {
+  // The odd cubic's first extrapolation on [-1, 1] is exactly 0.0, the value "before" it; the
+  // second, after one more halving (five values in all), is taken.
+  const CountingFunction cube([](double x) { return x * x * x; });
+  const mlIntegrateRomberg romberg(1e-12, 5);
+  EXPECT_EQ(romberg.integrate(cube, -1.0, 1.0), 0.0);
+  EXPECT_TRUE(romberg.converged() == 1 && cube.calls.size() == 5u) << cube.calls.size();
+}
+
+TEST(mlIntegrate, RombergDividesByFourToTheMMinusOneExactly) {
+  // 3 x^2 - 1 has integral 0 on [0, 1] and trapezoids 0.5 and 0.125, so the first
+  // extrapolation is exactly 0.0 only with the divisor 3 exactly: its correction is as large
+  // as the trapezoid. (The literal rules pin every divisor bit for bit, less sharply.)
+  const CountingFunction f([](double x) { return 3.0 * x * x - 1.0; });
+  EXPECT_EQ(mlIntegrateRomberg(-1.0, 1).integrate(f, 0.0, 1.0), 0.0);
+}
+
 }  // namespace

@@ -83,6 +83,9 @@ TEST(mlNewtonRaphson, ReportsWhyItStopped) {
   newton.solve(parabola, x, 1e-10, ok);
   EXPECT_TRUE(ok == 0 && newton.status() == mlNRStalled && x[0] * x[0] + 1.0 < 0.5 * 0.5 + 1.0);
 
+  // The fifth step in a row without 0.1 % of progress gives up: here after iteration 10.
+  EXPECT_EQ(newton.iteration(), 10);
+
   // Slow (linear) convergence to a triple root runs into the iteration limit.
   const CountingFunctionN cube =
       equation([](double t) { return t * t * t; }, [](double t) { return 3 * t * t; });
@@ -91,6 +94,32 @@ TEST(mlNewtonRaphson, ReportsWhyItStopped) {
   newton.solve(cube, x, 1e-30, ok);
   EXPECT_TRUE(ok == 0 && newton.status() == mlNRIterationLimit && newton.iteration() == 5);
   EXPECT_DOUBLE_EQ(x[0], std::pow(2.0 / 3.0, 5));
+}
+
+TEST(mlNewtonRaphson, StopsAtTwentyIterationsAndAtTheFloorOf1e14) {
+  // t^2 from 1 halves x exactly at every step: after the default 20 iterations the residual
+  // 2^-40 is still above the floor.
+  const CountingFunctionN square =
+      equation([](double t) { return t * t; }, [](double t) { return 2 * t; });
+  mlNewtonRaphson newton(mlNRDimension, 1);
+  mlVector x = vec({1.0});
+  int ok = 0;
+  newton.solve(square, x, 0.0, ok);
+  EXPECT_TRUE(ok == 0 && newton.status() == mlNRIterationLimit && newton.iteration() == 20 &&
+              x[0] == std::ldexp(1.0, -20))
+      << x[0];
+  // A tolerance of exactly that residual is met.
+  x = vec({1.0});
+  newton.solve(square, x, std::ldexp(1.0, -40), ok);
+  EXPECT_TRUE(ok == 1 && newton.status() == mlNRConverged);
+  // A residual of exactly 1e-14 is a root under tol 0 without a step; the double above it
+  // takes one (value, Jacobian, value).
+  for (const double start : {1e-14, std::nextafter(1e-14, 1.0)}) {
+    const CountingFunctionN line = equation([](double t) { return t; }, [](double) { return 1.0; });
+    x = vec({start});
+    newton.solve(line, x, 0.0, ok);
+    EXPECT_TRUE(ok == 1 && line.calls.size() == (start == 1e-14 ? 1u : 3u)) << start;
+  }
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cfloat>
 #include <cmath>
 #include <stdexcept>
 #include <vector>
@@ -158,6 +159,82 @@ TEST(mlRootSolve, NewtonClampsToTheDomain) {
   const CountingFunction line([](double t) { return t - 5.0; }, [](int, double) { return 1.0; },
                               0.0, 3.0);
   EXPECT_TRUE(mlRootSolve::newton_raphson(line, 1.0, 1e-12, ok, 20) == 3.0 && ok == 0);
+}
+
+TEST(mlRootSolve, IterativeSolversStopExactlyAtTheirBounds) {
+  // Each tolerance and step test on its boundary, and one iteration allowed: the result, the
+  // success flag and the evaluations (values and slopes) show which side was taken.
+  using Value = double (*)(double);
+  using Slope = double (*)(int, double);
+  const Value parabola = [](double t) { return t * t + 1.0; };
+  const Slope twice = [](int, double t) { return 2.0 * t; };
+  const Slope one = [](int, double) { return 1.0; };
+  struct Case {
+    const char* what;
+    int solver;  // 0 Newton from a, 1 bracketed Newton on [a, b], 2 regula falsi on [a, b]
+    Value value;
+    Slope slope;
+    double lo, hi, a, b, tol;
+    int max_iter;
+    double result;
+    int ok;
+    std::size_t calls;
+  };
+  const double inf = DBL_MAX;
+  const Case cases[] = {
+      {"one iteration", 0, parabola, twice, -inf, inf, 0.5, 0, 1e-12, 1, -0.75, 0, 2},
+      {"a step of exactly tol goes on", 0, [](double t) { return t - 1.0; }, one, -inf, inf, 1.25,
+       0, 0.25, 5, 1.0, 1, 4},
+      // A root exactly at an end of the domain: every step lands on the end, is clamped there
+      // and continued (the slope there does not point outwards), until the limit.
+      {"landing on t_max", 0, [](double t) { return t - 3.0; }, one, 0.0, 3.0, 1.0, 0, 1e-12, 3,
+       3.0, 0, 12},
+      {"landing on t_min", 0, [](double t) { return t + 3.0; }, one, -3.0, 0.0, -1.0, 0, 1e-12, 3,
+       -3.0, 0, 12},
+      {"|f(a)| = tol", 1, [](double t) { return t - 0.25; }, one, -inf, inf, 0.0, 1.0, 0.25, 50,
+       0.0, 1, 1},
+      {"|f(b)| = tol", 2, [](double t) { return t - 0.25; }, one, -inf, inf, 1.0, 0.0, 0.25, 50,
+       0.0, 1, 2},
+      {"one bracketed step", 1, [](double t) { return t * t - 2.0; }, twice, -inf, inf, 1.0, 2.0,
+       1e-12, 1, 1.4166666666666665, 0, 4},
+      {"bracket of width tol", 2, [](double t) { return (t * t - 2.0) * t - 5.0; }, one, -inf, inf,
+       2.0, 2.5, 0.5, 1, 2.0, 1, 3},
+      // False position, then the Illinois halving of the end that stays.
+      {"one false position", 2, [](double t) { return (t * t - 2.0) * t - 5.0; }, one, -inf, inf,
+       2.0, 3.0, 1e-12, 1, 2.0588235294117645, 0, 4},
+      {"halving", 2, [](double t) { return (t * t - 2.0) * t - 5.0; }, one, -inf, inf, 2.0, 3.0,
+       1e-12, 4, 2.0945507313193423, 0, 7},
+      {"halving the other end", 2, [](double t) { return (t * t - 2.0) * -t - 5.0; }, one, -inf,
+       inf, -3.0, -2.0, 1e-12, 4, -2.0945266055795826, 0, 7},
+      {"bracket of width tol, no iteration", 2, [](double t) { return (t * t - 2.0) * t - 5.0; },
+       one, -inf, inf, 2.0, 2.5, 0.5, 0, 2.0, 1, 3},
+  };
+  for (const Case& c : cases) {
+    const CountingFunction f(c.value, c.slope, c.lo, c.hi);
+    int ok = -1;
+    const double result = c.solver == 0 ? mlRootSolve::newton_raphson(f, c.a, c.tol, ok, c.max_iter)
+                          : c.solver == 1
+                              ? mlRootSolve::newton_raphson(f, c.a, c.b, c.tol, ok, c.max_iter)
+                              : mlRootSolve::regula_falsi(f, c.a, c.b, c.tol, ok, c.max_iter);
+    EXPECT_TRUE(result == c.result && ok == c.ok && f.calls.size() == c.calls)
+        << c.what << ": " << result << " " << ok << " " << f.calls.size();
+  }
+  // The bracketed Newton step from the secant point x0 with the tolerance exactly its |dx|
+  // (t^2 - 2 on [1, 2]: the step is taken), or exactly its slope (t^3 on [-2, 3]: Newton is
+  // still used, and its short step returns x0).
+  const auto secant = [](double a, double fa, double b, double fb) {
+    return (fa * b - fb * a) / (fa - fb);
+  };
+  const CountingFunction p([](double t) { return t * t - 2.0; }, twice);
+  const double x0 = secant(1.0, -1.0, 2.0, 2.0), dx = (x0 * x0 - 2.0) / (2.0 * x0);
+  int ok = -1;
+  EXPECT_EQ(mlRootSolve::newton_raphson(p, 1.0, 2.0, std::fabs(dx), ok, 1), x0 - dx);
+  EXPECT_EQ(ok, 0);
+  const CountingFunction cube([](double t) { return t * t * t; },
+                              [](int, double t) { return 3.0 * t * t; });
+  const double y0 = secant(-2.0, -8.0, 3.0, 27.0);
+  EXPECT_EQ(mlRootSolve::newton_raphson(cube, -2.0, 3.0, 3.0 * y0 * y0, ok, 5), y0);
+  EXPECT_EQ(ok, 1);
 }
 
 TEST(mlRootSolve, BracketedNewtonAndRegulaFalsi) {
