@@ -52,6 +52,9 @@ class PASKOSDA_EXPORT mlEigenVecs {
   static int equals(const mlSlice& u, const mlSlice& v, double tol) noexcept;
 
  protected:
+  /// The tolerance a new or re-initialised solver starts with.
+  static constexpr double kDefaultTolerance = 1e-6;
+
   /// Holds m (which must outlive the solver and stay unchanged until `calculate` has run);
   /// no values or vectors, tolerance 1e-6, status `mlEigenVecsNotCalculated`.
   explicit mlEigenVecs(const mlMatrix& m) noexcept : matrix_(&m) {}
@@ -64,7 +67,7 @@ class PASKOSDA_EXPORT mlEigenVecs {
   const mlMatrix* matrix_ = nullptr;                     ///< The input matrix (borrowed).
   mlMatrix eigen_vectors_;                               ///< One eigenvector per column.
   doublecoDynArr eigen_values_;                          ///< The eigenvalues in result order.
-  double tolerance_ = 1e-6;                              ///< The solver's tolerance.
+  double tolerance_ = kDefaultTolerance;                 ///< The solver's tolerance.
   mlEigenVecsStatus status_ = mlEigenVecsNotCalculated;  ///< The solver's state.
 };
 

@@ -21,7 +21,7 @@ mlEigenVecs& mlEigenVecs::become(const mlMatrix& m) noexcept {
   matrix_ = &m;
   eigen_vectors_.become(0, 0);
   eigen_values_.clear(0);
-  tolerance_ = 1e-6;
+  tolerance_ = kDefaultTolerance;
   status_ = mlEigenVecsNotCalculated;
   return *this;
 }
