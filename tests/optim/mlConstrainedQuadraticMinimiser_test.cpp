@@ -315,4 +315,46 @@ TEST(mlConstrainedQuadraticMinimiser, ActivatesConstraintsInTheOrderTheyAreMet) 
   EXPECT_TRUE(std::fabs(x[0] - 0.5) < 1e-6 && std::fabs(x[1]) < 1e-6) << x[0] << " " << x[1];
 }
 
+TEST(mlConstrainedQuadraticMinimiser, RestoresFeasibilityInAtMostThirtySnappingPasses) {
+  // Minimising |x - (0, -2)|^2 / 2 from the origin under -0.95 u + s v >= -s (s = sqrt(1 -
+  // 0.95^2)) and the plane (cos f, sin f) . x >= 0 through the origin, nearly parallel to the
+  // step (0, -2): the step is cut at v = -1 by the first constraint, and nothing cuts it at the
+  // second, which it leaves behind by sin f. Snapping to one plane violates the other by 0.95
+  // times as much, so the passes alternate until the violation is within 1e-7: 30 passes from
+  // 4.54e-7, which restore feasibility with both constraints; 31 from 4.78e-7, one too many:
+  // the first constraint is deleted and the second is still violated.
+  const double s = std::sqrt(1.0 - 0.95 * 0.95);
+  for (const double f : {4.54e-7, 4.78e-7}) {
+    Minimiser q(mat(2, 2, {-0.95, s, std::cos(f), std::sin(f)}), vec({-s, 0.0}), 0);
+    mlVector x = vec({0.0, 0.0});
+    const int feasible = q.solve(mat(2, 2, {1.0, 0.0, 0.0, 1.0}), vec({0.0, 2.0}), x);
+    EXPECT_EQ(feasible, f == 4.54e-7 ? 1 : 0) << f;
+    EXPECT_EQ(q.constraints(), f == 4.54e-7 ? 2 : 1) << f;
+  }
+}
+
+TEST(mlConstrainedQuadraticMinimiser, TakesExactlyThreeStepsPerConstraint) {
+  // Nearly parallel rows of a fixed-seed draw that contradict each other (two ask a x >= 0 and
+  // a x >= 1, one a x <= 0): every step of stage 1 only shrinks x towards the origin, so the
+  // 3 m = 15 steps of the budget decide the point to the bit.
+  Minimiser q(
+      mat(5, 2,
+          {0.082173318056428357, 0.38683303878279607, 0.082173221741021985, 0.38683303443511197,
+           -0.082173173890225173, -0.38683303443511197, 0.082173221741021985, 0.38683298943340039,
+           0.79654648927311067, 0.80636674355186821}),
+      vec({0.0, 1.0, 0.0, 1.0, 1.2237801071463696}), 0);
+  mlVector x = vec({-1.4848664777668017, 0.15343731444763953});
+  EXPECT_EQ(q.stage1(x), 0);
+  EXPECT_EQ(values(x), (std::vector<double>{-1.1024297383397957e-70, 2.3418411181619807e-71}));
+
+  // 0.3 u + 0.02 v >= 1 against 0.3 u + 0.02 v <= 0 (both deleted), then 0.9 u - 0.4 v >= 1:
+  // stage 2 meets that plane, moves along it to the minimum and takes a third step there, a
+  // correction of the last bit, within its budget of 3 m = 3 steps for the one constraint left.
+  Minimiser p(mat(3, 2, {0.3, 0.02, -0.3, -0.02, 0.9, -0.4}), vec({1.0, 0.0, 1.0}), 1);
+  mlVector y = vec({2.7, -1.6});
+  EXPECT_EQ(p.solve(mat(2, 2, {2.1, 0.3, 0.3, 1.9}), vec({-1.6, -1.8}), y), 1);
+  EXPECT_EQ(p.constraints(), 1);
+  EXPECT_EQ(values(y), (std::vector<double>{1.3075083692013392, 0.44189383070301286}));
+}
+
 }  // namespace

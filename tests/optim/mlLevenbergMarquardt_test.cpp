@@ -181,6 +181,155 @@ TEST(mlLevenbergMarquardt, EndsByTheDampingScheduleAndReturnsTheMeanSquareOfTheL
   EXPECT_EQ(precise.square_calls, precise.derivative_calls + precise.distance_calls);
 }
 
+// One parameter and one point whose distance and derivative are 1 at every matrix build
+// (S = 1, alpha = 1, beta = -1), and whose trials follow a script: iteration i accepts its
+// trial accept_at[i], counting from 1 (d = 0.5, S = 0.25), and every other trial gives S = 1
+// again, which is not lower. Iterations past the script accept their first trial when
+// accept_after is set and no trial otherwise. Normalisation records each parameter vector it
+// is given, the start and then every trial (a step from 0 that depends on lambda alone), and
+// puts the parameter back to 0.
+class ScriptedProblem : public mlDistanceLeastSquares {
+ public:
+  ScriptedProblem(std::vector<int> accept_at, bool accept_after)
+      : mlDistanceLeastSquares(1, 1),
+        accept_at_(std::move(accept_at)),
+        accept_after_(accept_after) {}
+
+  void normalise_parameters(mlVector& p) override {
+    steps.push_back(p[0]);
+    p[0] = 0.0;
+  }
+  void distance_and_derivatives(double& d, mlVector& derivatives, int) override {
+    trials.push_back(0);
+    d = 1.0;
+    derivatives[0] = 1.0;
+  }
+  void distance(double& d, int) override {
+    const std::size_t i = trials.size() - 1;
+    const int trial = ++trials.back();
+    const int at = i < accept_at_.size() ? accept_at_[i] : (accept_after_ ? 1 : 0);
+    d = trial == at ? 0.5 : 1.0;
+  }
+
+  // The number of trials of each matrix build, and the recorded parameters.
+  std::vector<int> trials;
+  std::vector<double> steps;
+
+ private:
+  std::vector<int> accept_at_;
+  bool accept_after_;
+};
+
+// The accepted trials of a fit of n iterations: the first 11 accept their first trial, then
+// the second trial in two of every five, which keeps lambda at the convergence test between
+// 1.6e-10 and 4e-6 (the damping falls by 0.04 * 10 per accepted first trial and rises by 0.04
+// * 100 per second one). With `one_fewer` the last iteration that would accept its second trial
+// accepts its first.
+std::vector<int> slow_schedule(int n, bool one_fewer) {
+  std::vector<int> accept_at;
+  for (int i = 0; i < n; ++i)
+    accept_at.push_back(i >= 11 && ((i - 11) % 5 == 0 || (i - 11) % 5 == 2) ? 2 : 1);
+  for (int i = n - 1; one_fewer && i >= 0; --i) {
+    if (accept_at[i] == 2) {
+      accept_at[i] = 1;
+      break;
+    }
+  }
+  return accept_at;
+}
+
+int sum(const std::vector<int>& v) {
+  int s = 0;
+  for (int x : v)
+    s += x;
+  return s;
+}
+
+TEST(mlLevenbergMarquardt, DampsByTheScheduleItsConstantsGiveToTheBit) {
+  // Iteration 0 accepts its first trial, iteration 1 its third, iteration 2 none: lambda starts
+  // at 1e-4, falls by 0.04 before each build and rises by 10 before each trial. The last
+  // iteration starts at 6.4e-5 and ends at 6.4e10, the first damping above 1e10.
+  ScriptedProblem problem({1, 3}, false);
+  mlVector result;
+  EXPECT_EQ(mlLevenbergMarquardt(problem).fit(vec({0.0}), result), 1.0);
+  EXPECT_EQ(values(result), (std::vector<double>{0.0}));
+  EXPECT_EQ(problem.trials, (std::vector<int>{1, 3, 15}));
+  std::vector<double> steps = {0.0};
+  double lambda = 1e-4;
+  for (int trials : problem.trials) {
+    lambda = lambda * 0.04;
+    for (int t = 0; t < trials; ++t) {
+      lambda = lambda * 10.0;
+      // The damped system (1 + (1 + 1) lambda) delta = -1.
+      mlVector delta;
+      mlCholeskyDecomposition(mat(1, 1, {1.0 + (1.0 + 1.0) * lambda})).solve(vec({-1.0}), delta);
+      steps.push_back(delta[0]);
+    }
+  }
+  EXPECT_TRUE(lambda > 1e10 && lambda / 10.0 <= 1e10) << lambda;
+  ASSERT_EQ(problem.steps.size(), steps.size());
+  EXPECT_TRUE(same_bits(problem.steps.data(), steps.data(), static_cast<int>(steps.size())));
+}
+
+TEST(mlLevenbergMarquardt, EndsWhereTheDampingCrossesItsLimitsOrTheIterationsRunOut) {
+  // The damping at the convergence test is 1e-4 * 0.04^(k + 1) * 10^T in iteration k after T
+  // trials, and 10 times more after each further trial. The cases put it just either side of
+  // the limits: a fit converges when it falls below 1e-10 at the test, and fails when a trial
+  // lifts it above 1e10, which at most 20 trials do (the test lets nothing below 1e-10 into the
+  // trials).
+  struct Case {
+    const char* name;
+    std::vector<int> accept_at;
+    bool accept_after;
+    int builds, trials, last_trials;
+  };
+  const Case cases[] = {
+      // Every first trial accepted: 1.68e-10 at k = 11 goes on, 6.7e-11 at k = 12 converges.
+      {"converges", {}, true, 12, 12, 1},
+      // 9.936e-11 at k = 386 converges.
+      {"converges just below", slow_schedule(386, true), true, 386, 535, 1},
+      // 1.0043e-10 at k = 97 goes on.
+      {"goes on just above", slow_schedule(97, true), true, 98, 132, 1},
+      // From 1.024e-7 at k = 4, the 17th trial reaches 1.024e10 and fails.
+      {"fails", {1, 1, 1, 1}, false, 5, 21, 17},
+      // From 9.936e-10 at k = 386, 9.936e9 is no failure: the 20th trial fails at 9.936e10.
+      {"fails after 20 trials", slow_schedule(386, false), false, 387, 556, 20},
+      // From 1.0043e-9 at k = 97, the 19th trial fails at 1.0043e10.
+      {"fails just above", slow_schedule(97, false), false, 98, 151, 19},
+  };
+  for (const Case& c : cases) {
+    ScriptedProblem problem(c.accept_at, c.accept_after);
+    mlVector result;
+    mlLevenbergMarquardt(problem).fit(vec({0.0}), result);
+    EXPECT_EQ(static_cast<int>(problem.trials.size()), c.builds) << c.name;
+    EXPECT_EQ(sum(problem.trials), c.trials) << c.name;
+    EXPECT_EQ(problem.trials.back(), c.last_trials) << c.name;
+  }
+
+  // Iterations accepting their first, second, first, second and first trial (the damping grows
+  // by 1.024 in five) never reach either limit: the fit ends after 500 builds.
+  std::vector<int> accept_at;
+  for (int i = 0; i < 600; ++i)
+    accept_at.push_back(i % 5 == 1 || i % 5 == 3 ? 2 : 1);
+  ScriptedProblem long_fit(accept_at, false);
+  mlVector result;
+  mlLevenbergMarquardt(long_fit).fit(vec({0.0}), result);
+  EXPECT_EQ(long_fit.trials.size(), 500u);
+  EXPECT_EQ(long_fit.trials, std::vector<int>(accept_at.begin(), accept_at.begin() + 500));
+}
+
+TEST(mlLevenbergMarquardt, ConsultsThePreciseSquaredDistanceOnlyWhenItsFlagIsOne) {
+  // Any flag other than 1 means d^2, exactly as 0 does.
+  const std::vector<double> t = {0.0, 1.0, 2.0, 3.0, 4.0}, y = {0.9, 3.2, 4.8, 7.1, 9.05};
+  ModelProblem plain(2, 5, line(t, y)), flagged(2, 5, line(t, y), 2);
+  mlVector plain_result, flagged_result;
+  EXPECT_EQ(mlLevenbergMarquardt(flagged).fit(vec({0.0, 0.0}), flagged_result),
+            mlLevenbergMarquardt(plain).fit(vec({0.0, 0.0}), plain_result));
+  EXPECT_TRUE(same_bits(plain_result.data(), flagged_result.data(), 2));
+  EXPECT_EQ(flagged.square_calls, 0);
+  EXPECT_EQ(flagged.distance_calls, plain.distance_calls);
+}
+
 TEST(mlLevenbergMarquardtDistance, RatesThePointsByTheScaledHessianOfTheIndependentParameters) {
   // A exp(-r t) against data it does not match: the term d * d2d/dp2 matters. Compared with the
   // analytic Hessian of S / 2 divided by the scales; the first parameter is normalised to its
@@ -212,6 +361,11 @@ TEST(mlLevenbergMarquardtDistance, RatesThePointsByTheScaledHessianOfTheIndepend
     return 0.5;
   });
   EXPECT_EQ(flat.point_distribution_quality(vec({1.0, 2.0})), 0.0);
+  // Without parameters there is no singular value at all: rated as the all-zero Hessian.
+  ModelProblem none(0, 3, [](const mlVector&, int, mlVector*) { return 0.5; });
+  none.scales = {};
+  none.independent = 0;
+  EXPECT_EQ(none.point_distribution_quality(mlVector()), 0.0);
   // The defaults: every parameter independent, scales 1, no precise squared distance.
   mlVector scales;
   flat.mlDistanceLeastSquares::parameter_scales(scales);
@@ -219,5 +373,35 @@ TEST(mlLevenbergMarquardtDistance, RatesThePointsByTheScaledHessianOfTheIndepend
               values(scales) == (std::vector<double>{1.0, 1.0}) &&
               flat.mlDistanceLeastSquares::get_last_square_distance() == DBL_MAX);
 }
+
+TEST(mlLevenbergMarquardtDistance, DifferencesTheDerivativesWithAStepOf1eMinus5) {
+  // One point at distance 1 whose derivatives are (p0^2 / 2, 1), at p = (0, 0.3): the forward
+  // difference of the first derivative is step / 2 where the true second derivative is 0, the
+  // second derivative is constant and differences to 0, and the products of the derivatives add
+  // only 1 to the second diagonal element. The Hessian is diag(step / 2, 1), and the rating
+  // sqrt(step / 2).
+  ModelProblem problem(2, 1, [](const mlVector& p, int, mlVector* g) {
+    if (g != nullptr) *g = vec({p[0] * p[0] / 2.0, 1.0});
+    return 1.0;
+  });
+  EXPECT_NEAR(problem.point_distribution_quality(vec({0.0, 0.3})), std::sqrt(1e-5 / 2.0), 1e-15);
+}
+
+#if !defined(PASKOSDA_CHECKED)
+TEST(mlLevenbergMarquardtDistance, RatesZeroForAnIndependentCountThatNamesNoSingularValue) {
+  // Unchecked, a count outside 1 ... n gives 0.0 rather than a read outside the singular
+  // values; 1 and 2 rate the same problem as usual.
+  const std::vector<double> t = {0.0, 0.5, 1.0, 1.5, 2.0}, y = {1.0, 0.2, 0.9, 0.1, 0.5};
+  ModelProblem problem(2, 5, decay(t, y));
+  for (int independent : {0, 3, -1}) {
+    problem.independent = independent;
+    EXPECT_EQ(problem.point_distribution_quality(vec({1.2, 0.7})), 0.0) << independent;
+  }
+  problem.independent = 1;
+  EXPECT_EQ(problem.point_distribution_quality(vec({1.2, 0.7})), 1.0);
+  problem.independent = 2;
+  EXPECT_GT(problem.point_distribution_quality(vec({1.2, 0.7})), 0.0);
+}
+#endif
 
 }  // namespace
