@@ -56,68 +56,64 @@ void set_flops(benchmark::State& state, double per_iteration) {
       per_iteration * 1e-9 * static_cast<double>(state.iterations()), benchmark::Counter::kIsRate);
 }
 
+// Times factor(work) on a fresh copy of a in every iteration, at `flops` per factorisation.
+template <class Factor>
+void time_factorisation(benchmark::State& state, const mlMatrix& a, double flops, Factor factor) {
+  const int n = a.rows();
+  mlMatrix work(utCopy, a);
+  for (auto _ : state) {
+    std::copy(a.data(), a.data() + n * n, work.data());
+    factor(work);
+    benchmark::ClobberMemory();
+  }
+  set_flops(state, flops);
+}
+
+double lu_flops(int n) { return 2.0 / 3.0 * n * n * n; }
+double cholesky_flops(int n) { return 1.0 / 3.0 * n * n * n; }
+
 // ---- LU ---------------------------------------------------------------------------------------
 
 void BM_LULiteral(benchmark::State& state) {
   const int n = static_cast<int>(state.range(0));
-  const mlMatrix a = random_general(n);
-  std::vector<double> work(a.data(), a.data() + n * n);
   std::vector<int> perm(n);
-  for (auto _ : state) {
-    std::copy(a.data(), a.data() + n * n, work.begin());
+  time_factorisation(state, random_general(n), lu_flops(n), [&](mlMatrix& work) {
     int swaps = 0;
     benchmark::DoNotOptimize(
         paskosda_test::literal_lu_eliminate(work.data(), n, n, perm.data(), &swaps, 1e-20));
-    benchmark::ClobberMemory();
-  }
-  set_flops(state, 2.0 / 3.0 * n * n * n);
+  });
 }
 
 void BM_LULibrary(benchmark::State& state) {
   const int n = static_cast<int>(state.range(0));
-  const mlMatrix a = random_general(n);
-  mlMatrix work(utCopy, a);
   std::vector<int> perm(n);
-  for (auto _ : state) {
-    std::copy(a.data(), a.data() + n * n, work.data());
+  time_factorisation(state, random_general(n), lu_flops(n), [&](mlMatrix& work) {
     int swaps = 0;
     benchmark::DoNotOptimize(ml_lu_eliminate(work, perm.data(), &swaps, 1e-20));
-    benchmark::ClobberMemory();
-  }
-  set_flops(state, 2.0 / 3.0 * n * n * n);
+  });
 }
 
 // The kernel restricted to the build's baseline instructions (SSE2 on x86-64), which is what a
 // processor without AVX2 runs.
 void BM_LULibraryBaseline(benchmark::State& state) {
   const int n = static_cast<int>(state.range(0));
-  const mlMatrix a = random_general(n);
-  mlMatrix work(utCopy, a);
   std::vector<int> perm(n);
-  for (auto _ : state) {
-    std::copy(a.data(), a.data() + n * n, work.data());
+  time_factorisation(state, random_general(n), lu_flops(n), [&](mlMatrix& work) {
     int swaps = 0;
     benchmark::DoNotOptimize(paskosda_detail::lu_eliminate_kernel(
         work.data(), n, n, perm.data(), &swaps, 1e-20, paskosda_detail::KernelIsa::Baseline));
-    benchmark::ClobberMemory();
-  }
-  set_flops(state, 2.0 / 3.0 * n * n * n);
+  });
 }
 
 #ifdef PASKOSDA_BENCH_LAPACK
 void BM_LULapack(benchmark::State& state) {
   const int n = static_cast<int>(state.range(0));
-  const mlMatrix a = random_general(n);
-  std::vector<double> work(a.data(), a.data() + n * n);
   std::vector<int> ipiv(n);
-  for (auto _ : state) {
-    std::copy(a.data(), a.data() + n * n, work.begin());
+  time_factorisation(state, random_general(n), lu_flops(n), [&](mlMatrix& work) {
     int info = 0;
     dgetrf_(&n, &n, work.data(), &n, ipiv.data(), &info);
     benchmark::DoNotOptimize(info);
-    benchmark::ClobberMemory();
-  }
-  set_flops(state, 2.0 / 3.0 * n * n * n);
+  });
 }
 BENCHMARK(BM_LULapack)->Arg(64)->Arg(256)->Arg(512);
 #endif
@@ -140,7 +136,7 @@ void BM_LUEigen(benchmark::State& state) {
     benchmark::DoNotOptimize(lu.matrixLU().data());
     benchmark::ClobberMemory();
   }
-  set_flops(state, 2.0 / 3.0 * n * n * n);
+  set_flops(state, lu_flops(n));
 }
 BENCHMARK(BM_LUEigen)->Arg(64)->Arg(256)->Arg(512);
 #endif
@@ -181,61 +177,41 @@ BENCHMARK(BM_LUInverseLibrary)->Arg(64)->Arg(256)->Arg(512);
 
 void BM_CholeskyLiteral(benchmark::State& state) {
   const int n = static_cast<int>(state.range(0));
-  const mlMatrix a = random_spd(n);
-  std::vector<double> work(a.data(), a.data() + n * n);
   std::vector<double> diagonal(n);
-  for (auto _ : state) {
-    std::copy(a.data(), a.data() + n * n, work.begin());
+  time_factorisation(state, random_spd(n), cholesky_flops(n), [&](mlMatrix& work) {
     benchmark::DoNotOptimize(
         paskosda_test::literal_cholesky_factor(work.data(), n, diagonal.data()));
-    benchmark::ClobberMemory();
-  }
-  set_flops(state, 1.0 / 3.0 * n * n * n);
+  });
 }
 
 void BM_CholeskyLibrary(benchmark::State& state) {
   const int n = static_cast<int>(state.range(0));
-  const mlMatrix a = random_spd(n);
-  mlMatrix work(utCopy, a);
   doublecoDynArr diagonal(n, 1);
   diagonal.expand(n);
-  for (auto _ : state) {
-    std::copy(a.data(), a.data() + n * n, work.data());
+  time_factorisation(state, random_spd(n), cholesky_flops(n), [&](mlMatrix& work) {
     benchmark::DoNotOptimize(ml_cholesky_factor(work, diagonal));
-    benchmark::ClobberMemory();
-  }
-  set_flops(state, 1.0 / 3.0 * n * n * n);
+  });
 }
 
 void BM_CholeskyLibraryBaseline(benchmark::State& state) {
   const int n = static_cast<int>(state.range(0));
-  const mlMatrix a = random_spd(n);
-  mlMatrix work(utCopy, a);
   doublecoDynArr diagonal(n, 1);
   diagonal.expand(n);
-  for (auto _ : state) {
-    std::copy(a.data(), a.data() + n * n, work.data());
+  time_factorisation(state, random_spd(n), cholesky_flops(n), [&](mlMatrix& work) {
     benchmark::DoNotOptimize(paskosda_detail::cholesky_factor_kernel(
         work.data(), n, diagonal, paskosda_detail::KernelIsa::Baseline));
-    benchmark::ClobberMemory();
-  }
-  set_flops(state, 1.0 / 3.0 * n * n * n);
+  });
 }
 
 #ifdef PASKOSDA_BENCH_LAPACK
 void BM_CholeskyLapack(benchmark::State& state) {
   const int n = static_cast<int>(state.range(0));
-  const mlMatrix a = random_spd(n);
-  std::vector<double> work(a.data(), a.data() + n * n);
   const char uplo = 'U';  // the upper triangle of the column-major view is our lower one
-  for (auto _ : state) {
-    std::copy(a.data(), a.data() + n * n, work.begin());
+  time_factorisation(state, random_spd(n), cholesky_flops(n), [&](mlMatrix& work) {
     int info = 0;
     dpotrf_(&uplo, &n, work.data(), &n, &info);
     benchmark::DoNotOptimize(info);
-    benchmark::ClobberMemory();
-  }
-  set_flops(state, 1.0 / 3.0 * n * n * n);
+  });
 }
 BENCHMARK(BM_CholeskyLapack)->Arg(64)->Arg(256)->Arg(512);
 #endif
@@ -250,7 +226,7 @@ void BM_CholeskyEigen(benchmark::State& state) {
     benchmark::DoNotOptimize(llt.matrixLLT().data());
     benchmark::ClobberMemory();
   }
-  set_flops(state, 1.0 / 3.0 * n * n * n);
+  set_flops(state, cholesky_flops(n));
 }
 BENCHMARK(BM_CholeskyEigen)->Arg(64)->Arg(256)->Arg(512);
 #endif
