@@ -174,6 +174,9 @@ class OffDiagonalMaxima {
     n_ = n;
     rows_.clear(0);
     kept_ = n >= kKeptFrom && rows_.expand(3 * n) != 0;
+    shift_ = 0;
+    while ((std::ptrdiff_t{1} << shift_) < n)
+      ++shift_;
     for (int r = 0; r < n && kept_; ++r)
       scan<V>(r);
   }
@@ -238,26 +241,60 @@ class OffDiagonalMaxima {
     double best = -DBL_MAX;
     p = -1;
     q = -1;
-    if (!kept_) {
-      for (int r = 0; r < n_; ++r) {
-        const double* row = a_ + std::ptrdiff_t{n_} * r;
-        for (int c = r + 1; c < n_; ++c) {
-          const double x = std::fabs(row[c]);
-          if (x > best) {
-            best = x;
-            p = r;
-            q = c;
-          }
-        }
-      }
-      return best;
-    }
+    if (!kept_) return whole_scan(p, q);
     best = first_largest<V, false>(rows_.data(), 0, n_, p);
     if (p >= 0) q = static_cast<int>(rows_.data()[n_ + p]);
     return best;
   }
 
  private:
+  // The whole triangle in four running maxima side by side, element j of a row going to
+  // maximum j mod 4: each keeps the first position of its own largest magnitude, taking its
+  // elements in row-major order, so the joined result is the one running maximum's. Positions
+  // are (row << shift) + column, which orders them as row-major order does and takes p and q
+  // apart without a division. (Scalar loads: the rotation has just stored single elements of
+  // every row, which a vector load would have to wait for.)
+  __attribute__((always_inline)) double whole_scan(int& p, int& q) const noexcept {
+    using Position = std::ptrdiff_t;
+    double m0 = -DBL_MAX, m1 = -DBL_MAX, m2 = -DBL_MAX, m3 = -DBL_MAX;
+    Position at0 = -1, at1 = -1, at2 = -1, at3 = -1;
+    const auto take =
+        [](double& m, Position& at, double x, Position position) __attribute__((always_inline)) {
+      x = std::fabs(x);
+      const bool larger = x > m;
+      at = larger ? position : at;
+      m = larger ? x : m;
+    };
+    for (int r = 0; r < n_; ++r) {
+      const double* row = a_ + std::ptrdiff_t{n_} * r;
+      const Position base = Position{r} << shift_;
+      int c = r + 1;
+      for (; c + 4 <= n_; c += 4) {
+        take(m0, at0, row[c], base + c);
+        take(m1, at1, row[c + 1], base + c + 1);
+        take(m2, at2, row[c + 2], base + c + 2);
+        take(m3, at3, row[c + 3], base + c + 3);
+      }
+      if (c < n_) take(m0, at0, row[c], base + c);
+      if (c + 1 < n_) take(m1, at1, row[c + 1], base + c + 1);
+      if (c + 2 < n_) take(m2, at2, row[c + 2], base + c + 2);
+    }
+    // Joined by value, then by the lesser position (a maximum still at -DBL_MAX has position
+    // -1 and ties only with others that found nothing).
+    const auto join = [](double& m, Position& at, double other, Position other_at)
+        __attribute__((always_inline)) {
+      const bool later = other > m || (other == m && other_at < at);
+      at = later ? other_at : at;
+      m = later ? other : m;
+    };
+    join(m0, at0, m1, at1);
+    join(m2, at2, m3, at3);
+    join(m0, at0, m2, at2);
+    p = at0 < 0 ? -1 : static_cast<int>(at0 >> shift_);
+    q = at0 < 0 ? -1 : static_cast<int>(at0 & ((Position{1} << shift_) - 1));
+    return m0;
+  }
+
   // Row r's largest magnitude of a(r, r+1 .. n-1) and the first column holding it.
   template <class V>
   __attribute__((always_inline)) void scan(int r) noexcept {
@@ -295,6 +332,7 @@ class OffDiagonalMaxima {
   int n_ = 0;
   doublecoDynArr& rows_;  // per row: magnitude, column, whether to scan again (n each)
   bool kept_ = false;     // whether the rows' maxima are kept
+  int shift_ = 0;         // the whole scan's positions: (row << shift_) + column
 };
 
 /// The state of a run of Jacobi rotations on a (n by n, row stride n) and vt, the product of
