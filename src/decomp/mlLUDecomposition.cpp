@@ -75,6 +75,10 @@ void mlLUDecomposition::solve(const mlVector& b, mlVector& x) const noexcept {
   // An empty system has nothing to substitute (the last step would address row -1).
   if (n == 0) return;
   double* px = x.data();
+  if (n <= paskosda_detail::kSmallOrder) {
+    paskosda_detail::lu_solve_small(factors_.data(), permutation_.data(), n, b.data(), px);
+    return;
+  }
   for (int i = 0; i < n; ++i) {
     if (permutation_[i] != i) px[i] = b[permutation_[i]];
   }

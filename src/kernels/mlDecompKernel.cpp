@@ -84,6 +84,60 @@ int lu_eliminate_plain(double* a, int r, int c, int* permutation, int* swaps,
   return 1;
 }
 
+// Steps K .. N - 1 of the plain loops on a square matrix of order N, each step unrolled. (The
+// last pivot's second test is the last step's own: nothing changes that element after it.)
+template <int N, int K>
+__attribute__((always_inline)) inline int lu_order_steps(double* a, int* permutation, int* swaps,
+                                                         double tolerance) noexcept {
+  if constexpr (K == N) {
+    return 1;
+  } else {
+    int p = K;
+#pragma GCC unroll 8
+    for (int i = K + 1; i < N; ++i) {
+      if (std::fabs(a[i * N + K]) > std::fabs(a[p * N + K])) p = i;
+    }
+    if (p != K) {
+      std::swap(permutation[K], permutation[p]);
+#pragma GCC unroll 8
+      for (int j = 0; j < N; ++j)
+        std::swap(a[K * N + j], a[p * N + j]);
+      ++*swaps;
+    }
+    if (tolerance > std::fabs(a[K * N + K])) return 0;
+#pragma GCC unroll 8
+    for (int i = K + 1; i < N; ++i) {
+      a[i * N + K] = a[i * N + K] / a[K * N + K];
+      const double l = a[i * N + K];
+#pragma GCC unroll 8
+      for (int j = K + 1; j < N; ++j)
+        a[i * N + j] = a[i * N + j] - l * a[K * N + j];
+    }
+    return lu_order_steps<N, K + 1>(a, permutation, swaps, tolerance);
+  }
+}
+
+// The vector solve of an LU factorisation of order N, unrolled: x from b through the
+// permutation, then the unit lower and the upper factor.
+template <int N>
+void lu_solve_order(const double* lu, const int* permutation, const double* b, double* x) noexcept {
+  for (int i = 0; i < N; ++i)
+    x[i] = b[permutation[i]];
+  for (int i = 1; i < N; ++i) {
+    double s = x[i];
+    for (int j = 0; j < i; ++j)
+      s = s - x[j] * lu[i * N + j];
+    x[i] = s;
+  }
+  x[N - 1] = x[N - 1] / lu[(N - 1) * N + (N - 1)];
+  for (int i = N - 2; i >= 0; --i) {
+    double s = x[i];
+    for (int m = i + 1; m < N; ++m)
+      s = s - x[m] * lu[i * N + m];
+    x[i] = s / lu[i * N + i];
+  }
+}
+
 // Columns [r, c) of a through U: the last row divided, then s = a(i, j) - a(i, m) * a(m, j)
 // for ascending m, divided by a(i, i).
 void lu_extra_columns_plain(double* a, int r, int c) noexcept {
@@ -498,6 +552,18 @@ int lu_eliminate_kernel(double* a, int r, int c, int* permutation, int* swaps, d
   *swaps = 0;
   for (int i = 0; i < r; ++i)
     permutation[i] = i;
+  if (r == c && r <= kSmallOrder) {
+    switch (r) {
+      case 1:
+        return lu_order_steps<1, 0>(a, permutation, swaps, tolerance);
+      case 2:
+        return lu_order_steps<2, 0>(a, permutation, swaps, tolerance);
+      case 3:
+        return lu_order_steps<3, 0>(a, permutation, swaps, tolerance);
+      default:
+        return lu_order_steps<4, 0>(a, permutation, swaps, tolerance);
+    }
+  }
   int ok = 0;
   {
     Work pack(kVectorPath && r >= kBlockedMinimum ? pack_size(kPanel, c) : 0);
@@ -535,6 +601,24 @@ void lu_back_matrix(const double* lu, int n, double* x, int k, KernelIsa isa) no
     lu_back(lu, n, x, k, strip.data(), isa);
   } else {
     lu_back_matrix_plain(lu, n, x, k);
+  }
+}
+
+void lu_solve_small(const double* lu, const int* permutation, int n, const double* b,
+                    double* x) noexcept {
+  switch (n) {
+    case 1:
+      lu_solve_order<1>(lu, permutation, b, x);
+      break;
+    case 2:
+      lu_solve_order<2>(lu, permutation, b, x);
+      break;
+    case 3:
+      lu_solve_order<3>(lu, permutation, b, x);
+      break;
+    default:
+      lu_solve_order<4>(lu, permutation, b, x);
+      break;
   }
 }
 

@@ -31,6 +31,15 @@ void lu_forward_matrix(const double* lu, int n, double* x, int k,
 void lu_back_matrix(const double* lu, int n, double* x, int k,
                     KernelIsa isa = KernelIsa::Best) noexcept;
 
+// Up to this order, the LU elimination of a square matrix and its vector solve run unrolled.
+inline constexpr int kSmallOrder = 4;
+
+// The vector solve of an LU factorisation of order n (1 <= n <= kSmallOrder), as
+// `mlLUDecomposition::solve` defines it: x[i] = b[permutation[i]], then the forward and back
+// substitutions.
+void lu_solve_small(const double* lu, const int* permutation, int n, const double* b,
+                    double* x) noexcept;
+
 // The vector form of lu_forward_matrix (k = 1).
 void lu_forward_vector(const double* lu, int n, double* x) noexcept;
 

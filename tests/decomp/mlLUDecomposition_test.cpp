@@ -166,6 +166,53 @@ TEST(mlLUDecomposition, FastEliminationMatchesThePlainLoopsBitForBit) {
   }
 }
 
+// Orders 1 to 4 take unrolled loops of their own: every kind of input, with the failing paths,
+// through the decomposition and its vector solve (which runs on whatever factors a failed
+// elimination left).
+TEST(mlLUDecomposition, SmallOrdersMatchThePlainLoopsBitForBit) {
+  mlRandom random(4);
+  int failures = 0;
+  for (int trial = 0; trial < 2400; ++trial) {
+    const int n = 1 + trial % 4;
+    mlMatrix a(n, n);
+    fill(random, a, trial / 4 % 6);
+    mlVector b(mlVectorDim, n);
+    for (int i = 0; i < n; ++i)
+      b[i] = random.uniform(-1.0, 1.0);
+    mlMatrix factors(utCopy, a);
+    std::vector<int> perm(n);
+    int swaps = -1;
+    const int ok = literal_lu_eliminate(factors.data(), n, n, perm.data(), &swaps, 1e-20);
+    failures += ok == 0;
+    const mlLUDecomposition lu(a);
+    mlMatrix got_perm;
+    lu.permutation_matrix(got_perm);
+    bool same_perm = true;
+    for (int i = 0; i < n; ++i)
+      same_perm = same_perm && got_perm(i, perm[i]) == 1.0;
+    mlMatrix l, u;
+    lu.lower_matrix(l);
+    lu.upper_matrix(u);
+    mlMatrix got(n, n);
+    for (int i = 0; i < n * n; ++i)
+      got.data()[i] = i / n > i % n ? l.data()[i] : u.data()[i];
+    double determinant = swaps % 2 != 0 ? -1.0 : 1.0;
+    for (int i = 0; i < n; ++i)
+      determinant *= factors(i, i);
+    const double got_determinant = lu.determinant();
+    mlVector x;
+    lu.solve(b, x);
+    const auto expected_x =
+        literal_lu_solve_matrix(factors.data(), perm.data(), n, b.data(), 1, false);
+    ASSERT_TRUE(lu.is_singular() == (ok == 0 ? 1 : 0) && same_perm &&
+                same_bits(got.data(), factors.data(), n * n) &&
+                same_bits(&got_determinant, &determinant, 1) &&
+                same_bits(x.data(), expected_x.data(), n))
+        << "trial " << trial << ", order " << n;
+  }
+  EXPECT_GT(failures, 300);
+}
+
 TEST(mlLUDecomposition, FastSolvesMatchThePlainLoopsBitForBit) {
   for (const KernelIsa isa : kIsas) {
     mlRandom random(77);
