@@ -192,26 +192,33 @@ class OffDiagonalMaxima {
     double* column = magnitude + n_;
     double* again = column + n_;
     // Every row above q holds the changed column q, and those above p column p: each such
-    // element is offered to its row (by the rule of `offer`), and the rows whose largest
-    // element was one of them, and rows p and q themselves, are marked to be scanned again.
-    // Rows from q on change nowhere in their triangle.
+    // element is offered to its row (by the rule of `offer`). Rows p and q themselves are
+    // marked to be scanned again, and so are the rows whose largest element was one of the
+    // changed ones and has become smaller (or a NaN): one that has not is still the row's
+    // largest, ahead of every equal element after it, and the offers settle the rest. Rows
+    // from q on change nowhere in their triangle.
     constexpr int L = lanes<V>();
     int r = 0;
     if constexpr (L > 1) {
-      V cp, cq, nan, row;
+      V cp, cq, nan, row, zero, one;
       splat(cp, p);
       splat(cq, q);
       splat(nan, std::numeric_limits<double>::quiet_NaN());
       iota(row);
+      splat(zero, 0.0);
+      splat(one, 1.0);
       const auto step = [&](int from) __attribute__((always_inline)) {
         V m, at, xp, xq;
         load(m, magnitude + from);
         load(at, column + from);
         load(xp, column_p + from);
         load(xq, column_q + from);
-        // Zero where the row is p or q or its column is: small whole numbers, so the product
-        // is zero only through a zero factor.
-        const V rescan = (at - cp) * (at - cq) * (row - cp) * (row - cq);
+        // (A row seen twice, by the last vector, is marked again unless the offers of the
+        // first time made its largest element one of the new ones, which is then right.)
+        const MaskOf<V> stale =
+            ((at == cp) & ~(xp >= m)) | ((at == cq) & ~(xq >= m)) | (row == cp) | (row == cq);
+        V rescan = one;
+        blend(rescan, stale, zero);
         blend(xp, row >= cp, nan);
         blend(xq, row >= cq, nan);
         offer(m, at, xp, cp);
@@ -220,14 +227,15 @@ class OffDiagonalMaxima {
         store(column + from, at);
         store(again + from, rescan);
       };
-      // The rows number at least L. Offering an element again changes nothing, and a row
-      // marked stays marked, since an offer only moves a row's column to p or q.
+      // The rows number at least L. Offering an element again changes nothing.
       over_vectors(0, n_, row, step);
       r = n_;
     }
     for (; r < n_; ++r) {
       const int at = static_cast<int>(column[r]);
-      again[r] = (at == p || at == q || r == p || r == q) ? 0.0 : 1.0;
+      const bool stale = (at == p && !(column_p[r] >= magnitude[r])) ||
+                         (at == q && !(column_q[r] >= magnitude[r])) || r == p || r == q;
+      again[r] = stale ? 0.0 : 1.0;
       if (r < p) offer(magnitude[r], column[r], column_p[r], p);
       if (r < q) offer(magnitude[r], column[r], column_q[r], q);
     }
