@@ -84,15 +84,7 @@ void mlLUDecomposition::solve(const mlVector& b, mlVector& x) const noexcept {
   }
   const double* lu = factors_.data();
   paskosda_detail::lu_forward_vector(lu, n, px);
-  // Each row's sum starts with the unknown just solved, so the rows go strictly one by one.
-  px[n - 1] = px[n - 1] / factors_(n - 1, n - 1);
-  for (int i = n - 2; i >= 0; --i) {
-    const double* ui = lu + static_cast<std::ptrdiff_t>(n) * i;
-    double s = px[i];
-    for (int m = i + 1; m < n; ++m)
-      s = s - px[m] * ui[m];
-    px[i] = s / ui[i];
-  }
+  paskosda_detail::lu_back_vector(lu, n, px);
 }
 
 void mlLUDecomposition::solve(const mlMatrix& b, mlMatrix& x) const noexcept {

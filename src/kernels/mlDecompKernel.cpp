@@ -105,15 +105,36 @@ __attribute__((always_inline)) inline int lu_order_steps(double* a, int* permuta
       ++*swaps;
     }
     if (tolerance > std::fabs(a[K * N + K])) return 0;
-#pragma GCC unroll 8
-    for (int i = K + 1; i < N; ++i) {
-      a[i * N + K] = a[i * N + K] / a[K * N + K];
-      const double l = a[i * N + K];
-#pragma GCC unroll 8
-      for (int j = K + 1; j < N; ++j)
-        a[i * N + j] = a[i * N + j] - l * a[K * N + j];
-    }
+    eliminate_below_pivot(a, N, N, K, N);
     return lu_order_steps<N, K + 1>(a, permutation, swaps, tolerance);
+  }
+}
+
+// The vector substitutions through the factors of an LU factorisation of order n (row stride
+// n): x[i] - x[j] * L(i, j) for ascending j, row by row from `from` on; and the back
+// substitution, the last row divided, then x[i] - x[m] * U(i, m) for ascending m, divided by
+// U(i, i). Each row's sum starts with the unknown just found, so the rows go strictly one by
+// one.
+__attribute__((always_inline)) inline void forward_vector_rows(const double* lu, int n, int from,
+                                                               double* x) noexcept {
+  for (int i = from; i < n; ++i) {
+    const double* li = lu + Index{i} * n;
+    double s = x[i];
+    for (int j = 0; j < i; ++j)
+      s = s - x[j] * li[j];
+    x[i] = s;
+  }
+}
+
+__attribute__((always_inline)) inline void back_vector(const double* lu, int n,
+                                                       double* x) noexcept {
+  x[n - 1] = x[n - 1] / lu[Index{n - 1} * n + (n - 1)];
+  for (int i = n - 2; i >= 0; --i) {
+    const double* ui = lu + Index{i} * n;
+    double s = x[i];
+    for (int m = i + 1; m < n; ++m)
+      s = s - x[m] * ui[m];
+    x[i] = s / ui[i];
   }
 }
 
@@ -123,19 +144,8 @@ template <int N>
 void lu_solve_order(const double* lu, const int* permutation, const double* b, double* x) noexcept {
   for (int i = 0; i < N; ++i)
     x[i] = b[permutation[i]];
-  for (int i = 1; i < N; ++i) {
-    double s = x[i];
-    for (int j = 0; j < i; ++j)
-      s = s - x[j] * lu[i * N + j];
-    x[i] = s;
-  }
-  x[N - 1] = x[N - 1] / lu[(N - 1) * N + (N - 1)];
-  for (int i = N - 2; i >= 0; --i) {
-    double s = x[i];
-    for (int m = i + 1; m < N; ++m)
-      s = s - x[m] * lu[i * N + m];
-    x[i] = s / lu[i * N + i];
-  }
+  forward_vector_rows(lu, N, 1, x);
+  back_vector(lu, N, x);
 }
 
 // Columns [r, c) of a through U: the last row divided, then s = a(i, j) - a(i, m) * a(m, j)
@@ -651,14 +661,10 @@ void lu_forward_vector(const double* lu, int n, double* x) noexcept {
     x[i0 + 2] = s2;
     x[i0 + 3] = s3;
   }
-  for (int i = i0; i < n; ++i) {
-    const double* li = lu + i * ld;
-    double s = x[i];
-    for (int j = 0; j < i; ++j)
-      s = s - x[j] * li[j];
-    x[i] = s;
-  }
+  forward_vector_rows(lu, n, i0, x);
 }
+
+void lu_back_vector(const double* lu, int n, double* x) noexcept { back_vector(lu, n, x); }
 
 void cholesky_solve_matrix(const double* a, int n, const double* diagonal, double* x, int k,
                            KernelIsa isa) noexcept {

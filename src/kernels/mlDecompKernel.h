@@ -43,6 +43,10 @@ void lu_solve_small(const double* lu, const int* permutation, int n, const doubl
 // The vector form of lu_forward_matrix (k = 1).
 void lu_forward_vector(const double* lu, int n, double* x) noexcept;
 
+// The back substitution of the vector solve: x[n - 1] divided by U(n - 1, n - 1), then each row
+// above x[i] - x[m] * U(i, m) for ascending m, divided by U(i, i) (n >= 1).
+void lu_back_vector(const double* lu, int n, double* x) noexcept;
+
 // The Cholesky factorisation of the n x n matrix a (row stride n) as `ml_cholesky_factor`
 // defines it, writing L strictly below the diagonal and its diagonal into `diagonal`.
 int cholesky_factor_kernel(double* a, int n, doublecoDynArr& diagonal,
